@@ -1,0 +1,20 @@
+# Options that every target of the project shares, and the two ways in which targets are declared.
+
+add_library(orv_options INTERFACE)
+target_compile_options(orv_options INTERFACE -Wall -Wextra -Werror -g)
+if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    target_compile_options(orv_options INTERFACE -Wthread-safety)
+endif()
+if(ORV_SANITIZE)
+    target_compile_options(orv_options INTERFACE
+        -fsanitize=${ORV_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(orv_options INTERFACE -fsanitize=${ORV_SANITIZE})
+endif()
+target_include_directories(orv_options INTERFACE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src
+    ${PROJECT_SOURCE_DIR}/platform)
+
+# Code that is loaded into the host's process throws nothing, so the compiler is told that nothing is thrown.
+add_library(orv_library_options INTERFACE)
+target_link_libraries(orv_library_options INTERFACE orv_options)
+target_compile_options(orv_library_options INTERFACE -fno-exceptions)
+target_link_options(orv_library_options INTERFACE -Wl,-z,relro,-z,now)

@@ -1,0 +1,6 @@
+#include "tasks/orvtasks.h"
+
+extern "C" {
+void OS_Init() {}
+void OS_Fini() {}
+}
