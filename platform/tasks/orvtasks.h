@@ -7,6 +7,8 @@
 
 #include <pthread.h>
 
+#include "tasks/thread_annotations.h"
+
 #define ORVTASKS_EXPORT __attribute__((visibility("default")))
 
 // What OS_Me gives: an opaque identity. Two calls on one thread give the same pointer for as long as the thread
@@ -16,7 +18,7 @@ using p_os_thread = an_os_thread *;
 
 // A lock. `p_mutex` is owned by the critical section, from ut_safe_pthread_mutex_init until
 // ut_safe_pthread_mutex_destroy; pthread_mutex_lock and pthread_mutex_unlock work on it directly.
-struct a_critical_sect {
+struct ORV_CAPABILITY("mutex") a_critical_sect {
     pthread_mutex_t * p_mutex;
 };
 
