@@ -7,7 +7,7 @@
 
 #include <pthread.h>
 
-#include "tasks/thread_annotations.h"
+#include "utils/etc/thread_annotations.h"
 
 #define ORVTASKS_EXPORT __attribute__((visibility("default")))
 
@@ -18,7 +18,7 @@ using p_os_thread = an_os_thread *;
 
 // A lock. `p_mutex` is owned by the critical section, from ut_safe_pthread_mutex_init until
 // ut_safe_pthread_mutex_destroy; pthread_mutex_lock and pthread_mutex_unlock work on it directly.
-struct ORV_CAPABILITY("mutex") a_critical_sect {
+struct ORV_CAPABILITY("critical section") a_critical_sect {
     pthread_mutex_t * p_mutex;
 };
 
