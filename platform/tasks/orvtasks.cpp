@@ -25,27 +25,6 @@ void broken_rule(const char * what)
     }
 }
 
-// An error-checking mutex, for debug builds.
-int init_checked(pthread_mutex_t * mutex)
-{
-    pthread_mutexattr_t attr;
-    int result = pthread_mutexattr_init(&attr);
-    if (result != 0) {
-        return result;
-    }
-    result = pthread_mutexattr_settype(&attr, PTHREAD_MUTEX_ERRORCHECK);
-    if (result == 0) {
-        result = pthread_mutex_init(mutex, &attr);
-    }
-    (void)pthread_mutexattr_destroy(&attr); // frees nothing that could fail
-    return result;
-}
-
-int init_mutex(pthread_mutex_t * mutex, const pthread_mutexattr_t * attr)
-{
-    return checking && attr == nullptr ? init_checked(mutex) : pthread_mutex_init(mutex, attr);
-}
-
 } // namespace
 
 struct an_os_thread {
@@ -88,7 +67,9 @@ int ut_safe_pthread_mutex_init(a_critical_sect * cs, const pthread_mutexattr_t *
     if (mutex == nullptr) {
         return ENOMEM;
     }
-    const int result = init_mutex(mutex, attr);
+    // Never error-checking by itself: such a mutex can't be unlocked in the child of a fork, whose thread has
+    // another id than the one that locked it.
+    const int result = pthread_mutex_init(mutex, attr);
     if (result != 0) {
         delete mutex;
         return result;

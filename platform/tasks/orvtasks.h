@@ -36,10 +36,9 @@ ORVTASKS_EXPORT void OS_Fini();
 // The calling thread.
 ORVTASKS_EXPORT p_os_thread OS_Me();
 
-// Makes the mutex of `cs` with the attributes of `attr`, or default ones for null; in a debug build the
-// default is an error-checking mutex, which refuses to be locked twice by one thread and unlocked by another.
-// What `cs` held before isn't looked at. Result 0, or the error number (ENOMEM and what pthread_mutex_init
-// gives), with p_mutex null.
+// Makes the mutex of `cs` with the attributes of `attr`, or default ones for null. What `cs` held before
+// isn't looked at. Result 0, or the error number (ENOMEM and what pthread_mutex_init gives), with p_mutex
+// null.
 ORVTASKS_EXPORT int ut_safe_pthread_mutex_init(a_critical_sect * cs, const pthread_mutexattr_t * attr);
 
 // Unmakes the mutex and sets p_mutex to null. A mutex that is still held stops the program in a debug build,
