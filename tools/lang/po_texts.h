@@ -1,0 +1,28 @@
+// Reads the numbered texts of a PO file and checks them against the rules of lang/README.md.
+//
+// For tools of the build: allocates freely, one thread. Failure: every fault of the file is a line in
+// `faults`, with the number of its entry, and the result is of no use if there is one.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+struct a_po_text {
+    std::uint16_t id;
+    std::string text; // the translation, or the English text where there is none
+};
+
+struct a_po_result {
+    std::vector<a_po_text> texts; // sorted by number
+    std::vector<std::string> faults;
+};
+
+// Bytes: a template is fetched into 256 bytes with its terminator.
+constexpr std::size_t max_text_length = 255;
+
+[[nodiscard]] a_po_result read_po_texts(const char * path);
+
+// What is wrong with the placeholders of `text`, given the translator comments with the line "Arguments:
+// ..."; empty for nothing.
+[[nodiscard]] std::string placeholder_fault(const std::string & text, const std::string & comments);
