@@ -1,10 +1,13 @@
 #!/usr/bin/env bash
 # Real mail servers for the end-to-end tests: Postfix for SMTP, Dovecot for POP3 and logins, stunnel for TLS.
-#   mail_fixture.sh start DIR [VARIANT]   VARIANT: plain (default), login (mail from clients without a login is
-#                                         refused), tls (both servers speak TLS only, stunnel stands in front),
-#                                         crammd5, plainonly (SMTP offers only that mechanism)
+#   mail_fixture.sh start DIR [VARIANT]   starts the servers, with all state in DIR, which must not exist
 #   mail_fixture.sh stop DIR              ends what `start` began, by the pid files, and removes DIR
-# All state is in DIR, which must not exist. Every folder above it needs o+x, since the servers change users.
+#   mail_fixture.sh up FOLDER VARIANT...  starts several at the same time, in temporary folders; FOLDER/VARIANT.env
+#                                         says where. What an interrupted run has left there is ended first
+#   mail_fixture.sh down FOLDER           ends what `up` began
+# VARIANT: plain (default); login (mail from clients without a login is refused); loginmech (the same, and LOGIN is
+# the only mechanism); tls (both servers speak TLS only, and stunnel stands in front of them).
+# Every folder above DIR needs o+x, since the servers change users.
 # `start` writes DIR/env: ORV_E2E_DIR, ORV_E2E_VARIANT, ORV_E2E_SMTP_PORT and ORV_E2E_POP3_PORT as shell text.
 # Everything listens on 127.0.0.1. Mailboxes: box01 to box60 at example.test, passwords secret-box01 to
 # secret-box60, so that each test takes boxes of its own; no mail leaves the machine.
@@ -137,14 +140,11 @@ start_once() { # DIR VARIANT
     chown postfix "$dir/data"
     chown "$mail_uid:$mail_uid" "$dir/mail"
     read -r smtp pop3 smtps pop3s < <(free_ports 4)
-    case $variant in
-    crammd5) mechanisms='cram-md5 apop' ;;
-    plainonly) mechanisms='plain apop' ;;
-    esac
+    [[ $variant != loginmech ]] || mechanisms='login apop'
     write_postfix "$dir" "$smtp"
     write_dovecot "$dir" "$pop3" "$mechanisms"
     case $variant in
-    login) echo 'smtpd_client_restrictions = permit_sasl_authenticated, reject' >> "$dir/postfix/main.cf" ;;
+    login | loginmech) echo 'smtpd_client_restrictions = permit_sasl_authenticated, reject' >> "$dir/postfix/main.cf" ;;
     tls) write_tls "$dir" "$smtp" "$pop3" "$smtps" "$pop3s" ;;
     esac
     start_servers "$dir" "$variant" && await greets "$smtp" && await greets "$pop3" &&
@@ -154,7 +154,7 @@ start_once() { # DIR VARIANT
 
 start() { # DIR VARIANT
     local try
-    case $2 in plain | login | tls | crammd5 | plainonly) ;; *) say "no variant $2"; return 2 ;; esac
+    case $2 in plain | login | loginmech | tls) ;; *) say "no variant $2"; return 2 ;; esac
     [[ ! -e $1 ]] || { say "$1 is there already"; return 1; }
     for try in 1 2 3; do
         if start_once "$1" "$2"; then
@@ -167,6 +167,42 @@ start() { # DIR VARIANT
     return 1
 }
 
+down() { # FOLDER
+    local env dir failed=0
+    for env in "$1"/*.env; do
+        [[ -f $env ]] || continue
+        dir=$(sed -n 's/^ORV_E2E_DIR=//p' "$env")
+        [[ ! -d $dir ]] || stop "$dir" || failed=1
+        rmdir "$(dirname "$dir")" 2> /dev/null || true
+        rm -f "$env"
+    done
+    return $failed
+}
+
+up_one() { # FOLDER VARIANT
+    local base
+    base=$(mktemp -d "${TMPDIR:-/tmp}/orv-mail.XXXXXX")
+    chmod 755 "$base"
+    # Written ahead of the start, so that `down` finds what a failed start has left.
+    echo "ORV_E2E_DIR=$base/$2" > "$1/$2.env"
+    start "$base/$2" "$2" && cp "$base/$2/env" "$1/$2.env"
+}
+
+up() { # FOLDER VARIANT...
+    local folder=$1 variant pid started=() failed=0
+    shift
+    mkdir -p "$folder"
+    down "$folder"
+    for variant in "$@"; do
+        up_one "$folder" "$variant" &
+        started+=($!)
+    done
+    for pid in "${started[@]}"; do
+        wait "$pid" || failed=1
+    done
+    return $failed
+}
+
 export PATH=$PATH:/usr/sbin:/sbin
 if [[ $(id -u) != 0 ]]; then
     say 'skipped: Postfix needs root'
@@ -175,8 +211,10 @@ fi
 case ${1:-} in
 start) start "$2" "${3:-plain}" ;;
 stop) stop "$2" ;;
+up) up "${@:2}" ;;
+down) down "$2" ;;
 *)
-    sed -n '2,12s/^# *//p' "$0" >&2
+    sed -n '2,16s/^# *//p' "$0" >&2
     exit 2
     ;;
 esac
