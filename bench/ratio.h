@@ -1,5 +1,5 @@
-// Two pieces of work side by side: run in turn, so that what the machine does meanwhile falls on both, and compared
-// by their medians.
+// Two pieces of work side by side: run in turn, so that what the machine does meanwhile falls on both, and
+// compared by their medians.
 //
 // Units: seconds of the process's own time (CPU time of all threads). Ownership: none. Threads: one.
 #pragma once
@@ -12,8 +12,8 @@
 namespace ratio {
 
 struct a_result {
-    double ours;  // median
-    double peers; // median
+    double ours;                                                // median
+    double peers;                                               // median
     [[nodiscard]] double value() const { return peers / ours; } // above 1: ours is the faster one
 };
 
@@ -24,7 +24,7 @@ struct a_result {
     return static_cast<double>(at.tv_sec) + static_cast<double>(at.tv_nsec) / 1e9;
 }
 
-template <typename Work> [[nodiscard]] double seconds_of(Work && work)
+template<typename Work> [[nodiscard]] double seconds_of(Work && work)
 {
     const double start = now();
     work();
@@ -38,9 +38,10 @@ template <typename Work> [[nodiscard]] double seconds_of(Work && work)
     return values.size() % 2 != 0 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
-// Compares two times that `ours` and `peers` measure themselves, for work with something to set up before; each is
-// called once to warm up and `times` times in turn.
-template <typename Ours, typename Peers> [[nodiscard]] a_result compare_timed(int times, Ours && ours, Peers && peers)
+// Compares two times that `ours` and `peers` measure themselves, for work with something to set up before;
+// each is called once to warm up and `times` times in turn.
+template<typename Ours, typename Peers>
+[[nodiscard]] a_result compare_timed(int times, Ours && ours, Peers && peers)
 {
     (void)ours(); // warm caches and allocator
     (void)peers();
@@ -54,7 +55,8 @@ template <typename Ours, typename Peers> [[nodiscard]] a_result compare_timed(in
 }
 
 // Compares the times of two whole calls.
-template <typename Ours, typename Peers> [[nodiscard]] a_result compare(int times, Ours && ours, Peers && peers)
+template<typename Ours, typename Peers>
+[[nodiscard]] a_result compare(int times, Ours && ours, Peers && peers)
 {
     return compare_timed(
         times, [&] { return seconds_of(ours); }, [&] { return seconds_of(peers); });

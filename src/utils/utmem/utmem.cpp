@@ -12,11 +12,16 @@ namespace {
 std::atomic<a_bool> memory_given_up{FALSE};
 
 // malloc and realloc in one, since realloc of null is malloc: `size` isn't 0.
+void * resize_once(void * ptr, size_t size)
+{
+    return std::realloc(ptr, size);
+}
+
 void * resize(void * ptr, size_t size)
 {
-    void * block = std::realloc(ptr, size);
+    void * block = resize_once(ptr, size);
     if (block == nullptr && ut_out_of_memory()) {
-        block = std::realloc(ptr, size);
+        block = resize_once(ptr, size);
     }
     return block;
 }

@@ -9,12 +9,12 @@
 #include <gtest/gtest.h>
 
 // A sanitizer's allocator ends the program for a size that no machine has, unless told to fail as malloc
-// does.
-extern "C" const char * __asan_default_options()
+// does. Its runtime is a library that looks these functions up, hence their visibility.
+extern "C" __attribute__((visibility("default"))) const char * __asan_default_options()
 {
     return "allocator_may_return_null=1";
 }
-extern "C" const char * __tsan_default_options()
+extern "C" __attribute__((visibility("default"))) const char * __tsan_default_options()
 {
     return "allocator_may_return_null=1";
 }
