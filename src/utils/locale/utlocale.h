@@ -17,6 +17,8 @@
 
 #include "tasks/orvtasks.h"
 #include "utils/etc/clibinit.h"
+#include "utils/etc/queue.h"
+#include "utils/etc/thread_annotations.h"
 #include "utils/etc/uttypes.h"
 
 class UTCollationTailoring;
@@ -219,6 +221,18 @@ struct CollationInfoPod {
     a_byte _hidden;
     a_byte _collation_type; // a_collation_type
     a_byte _custom;         // 0 in the table
+
+    const char * orv_collation_label() const { return _orv_collation_label; }
+    const CharsetInfo * required_charset() const { return _required_charset; }
+    const char * kep_sensitive_sortorder() const { return _so_case; }
+    const char * kep_insensitive_sortorder() const { return _so_caseless; }
+    a_bool is_hidden() const { return _hidden; }
+    a_bool is_custom() const { return _custom; }
+    LanguageSet supported_languages() const { return _supported_languages; }
+    LanguageSet default_languages() const { return _default_languages; }
+    a_collation_type CollationType() const { return static_cast<a_collation_type>(_collation_type); }
+    a_bool IsICUCollation() const { return _collation_type == ICU_COLLATION; }
+    a_bool IsLegacyCollation() const { return _collation_type == LEGACY_COLLATION; }
 };
 static_assert(sizeof(CollationInfoPod) == 48 && std::is_trivial_v<CollationInfoPod>);
 static_assert(offsetof(CollationInfoPod, _supported_languages) == 32);
@@ -237,18 +251,6 @@ struct CollationInfo : CollationInfoPod {
     CollationInfo(const CollationInfo &) = delete;
     CollationInfo & operator=(const CollationInfo &) = delete;
 
-    const char * orv_collation_label() const { return _orv_collation_label; }
-    const CharsetInfo * required_charset() const { return _required_charset; }
-    const char * kep_sensitive_sortorder() const { return _so_case; }
-    const char * kep_insensitive_sortorder() const { return _so_caseless; }
-    a_bool is_hidden() const { return _hidden; }
-    a_bool is_custom() const { return _custom; }
-    LanguageSet supported_languages() const { return _supported_languages; }
-    LanguageSet default_languages() const { return _default_languages; }
-    a_collation_type CollationType() const { return static_cast<a_collation_type>(_collation_type); }
-    a_bool IsICUCollation() const { return _collation_type == ICU_COLLATION; }
-    a_bool IsLegacyCollation() const { return _collation_type == LEGACY_COLLATION; }
-
     // Its description, as text of `ls` or, in a custom collation without a string id, its own. Result: the
     // length; 0 with `dest` emptied if there is none. A text that doesn't fit is cut.
     size_t get_description(UTLangStringBase & ls, char * dest, size_t dest_size) const;
@@ -263,12 +265,38 @@ struct CollationInfo : CollationInfoPod {
 };
 static_assert(sizeof(CollationInfo) == 64);
 
+// One cached byte map, for a pair of single-byte character sets: a node of its bucket's circle. A null `_map`
+// records that there is none.
+struct ConversionTable {
+    a_queue queue;
+    const CharsetInfo * _src_csinfo;
+    const CharsetInfo * _dest_csinfo;
+    a_byte * _map; // 256 bytes, owned, or null
+
+    // `upper128` gives the bytes for 0x80 to 0xFF, those below stand for themselves; null, and a lack of
+    // memory, leave
+    // `_map` null.
+    ConversionTable(const CharsetInfo * dest_csinfo, const CharsetInfo * src_csinfo, const a_byte * upper128);
+    ~ConversionTable();
+    ConversionTable(const ConversionTable &) = delete;
+    ConversionTable & operator=(const ConversionTable &) = delete;
+};
+static_assert(sizeof(ConversionTable) == 40 && offsetof(ConversionTable, queue) == 0);
+static_assert(offsetof(ConversionTable, _src_csinfo) == 16 && offsetof(ConversionTable, _map) == 32);
+
 class UTLocale : public CLibInit {
 public:
+    // Discovers the process's character set and language from the environment, and looks for the ICU build.
+    // What is discovered stays for the object's life.
     UTLocale();
     ~UTLocale();
     UTLocale(const UTLocale &) = delete;
     UTLocale & operator=(const UTLocale &) = delete;
+
+    // What constructor and destructor do, less the making and unmaking of the lock. fini() makes every table
+    // that the caches have handed out invalid.
+    void init() ORV_EXCLUDES(_cs);
+    void fini() ORV_EXCLUDES(_cs);
 
     static constexpr size_t NUM_CHARSETS = 57;
     static constexpr size_t NUM_LANGUAGES = 26;
@@ -279,4 +307,157 @@ public:
     static const CharsetInfo _charset_info[NUM_CHARSETS];
     static const LanguageInfo _language_info[NUM_LANGUAGES + 1];
     static const CollationInfoPod _collation_info[NUM_COLLATIONS];
+
+    static uint32 num_charsets() { return NUM_CHARSETS; }
+    static uint32 num_orv_collations() { return NUM_COLLATIONS; }
+
+    // Character sets. Rows are tried in table order, the first match wins; null if there is none.
+    static const CharsetInfo * GetCharsetInfoFromLabel(const char * label, uint32 standards);
+    static const CharsetInfo * GetCharsetInfoFromMicrosoftCID(int32 cid);
+    static const CharsetInfo * GetCharsetInfoFromChartabCID(int32 cid);
+
+    // Is `label` null or one of the names that mean that no character set was given?
+    static a_bool isAcceptableUnknownCharsetLabel(const char * label);
+
+    // Languages, by any of their three names with case ignored, or by number; null if there is none.
+    static const LanguageInfo * GetLanguageInfoFromLabel(const char * label);
+    static const LanguageInfo * GetLanguageInfoFromOrvLID(ORV_LID lid);
+    static const LanguageInfo * GetLanguageInfoFromPlatformLID(PLATFORM_LID lid);
+
+    // Collations. By label with case ignored; null if there is none.
+    static const CollationInfo * GetCollationInfoFromLabel(const char * label);
+    // The automatic choice for a character set and a language, English for a null `langinfo`; null if there
+    // is none.
+    static const CollationInfo * GetCollationInfoFromCharsetLang(const CharsetInfo * csinfo,
+                                                                 const LanguageInfo * langinfo);
+    static const CollationInfo * GetDefaultCollation();
+
+    // A collation spec is a label, optionally followed by options in parentheses or braces. Copies the label,
+    // and sets `*opts`, when `opts` isn't null, to the opening bracket or null. FALSE: the label was cut to
+    // fit `bufsize`, or `spec` is null, with an empty label then.
+    static a_bool GetCollationLabel(const char * spec, char * label, size_t bufsize, const char ** opts);
+
+    // Row and tailoring of a spec; null for an unknown label or options that don't hold. Defined in
+    // tailoring.cpp.
+    static const CollationInfo * GetCollationInfoAndTailoring(const char * spec,
+                                                              UTCollationTailoring * tailoring);
+    static const CollationInfo * GetCollationTailoringDefaults(const char * spec,
+                                                               UTCollationTailoring * tailoring);
+
+    // Discovery; each call reads the environment anew. Never null: what isn't known ends at English and ISO
+    // 8859-1. The override is the variables VXLANG and VXCHARSET.
+    static const LanguageInfo * FindOSLanguage(a_bool allow_env_override);
+    static const CharsetInfo * FindOSCharset(a_bool allow_env_override);
+    // The collation of a pair, where null stands for what is discovered, or else of the character set and
+    // English; null if there is neither.
+    static const CollationInfo * FindCollation(const CharsetInfo * csinfo, const LanguageInfo * langinfo);
+    // Never null.
+    static const CollationInfo * FindOSCollation();
+
+    const CharsetInfo * OSCharset() const { return _os_charset_info; }
+    const CharsetInfo * TrueOSCharset() const { return _true_os_charset_info; }
+    const CharsetInfo * AsciiCharset() const { return _ascii_charset_info; }
+    const CharsetInfo * UTF16BE() const { return _utf16be_charset_info; }
+    const CharsetInfo * UTF16LE() const { return _utf16le_charset_info; }
+    const CharsetInfo * UTF16PE() const { return _utf16le_charset_info; }
+    const CharsetInfo * UTF16OE() const { return _utf16be_charset_info; }
+    const CharsetInfo * UTF8() const { return _utf8_charset_info; }
+    const CharsetInfo * CESU8() const { return _cesu8_charset_info; }
+    const LanguageInfo * OSLanguage() const { return _os_language_info; }
+    const LanguageInfo * English() const { return _english_language_info; }
+
+    // The ICU binding; without memory for one, a binding to no build.
+    UTICU & icu();
+    // Is an ICU build with its data there, and complete?
+    a_bool ICUIsSupported();
+    // Was an ICU build found that lacks an entry point?
+    a_bool ICUVersionMismatch();
+
+    // The 128 Unicode values of bytes 0x80 to 0xFF. FALSE: null or multi-byte `src_info`, or no source knows
+    // it; `map` is then undefined.
+    a_bool GetUnicodeUpper128(uint16 * map, const CharsetInfo * src_info);
+
+    // The 256 Unicode values of a single-byte character set, made on first use; null if there are none.
+    const uint16 * FindOrLoadSBCSToUTF16(const CharsetInfo * src_info) ORV_EXCLUDES(_cs);
+
+    // The byte map of a pair of single-byte character sets, made on first use; null if there is none. The
+    // conversion file and the operating system are asked only where the caller allows them, when the pair is
+    // seen first; a failure stays.
+    const ConversionTable * GetConversionTable(const CharsetInfo * dest_csinfo,
+                                               const CharsetInfo * src_csinfo, a_bool allow_cvf,
+                                               a_bool allow_os) ORV_EXCLUDES(_cs);
+
+    // Take and release `_cs`, which isn't recursive.
+    void get() ORV_ACQUIRE(_cs);
+    void give() ORV_RELEASE(_cs);
+
+private:
+    friend struct UTLocaleInspector; // tests count what the caches hold
+
+    static constexpr size_t NUM_BUCKETS = 32; // a power of two: the low bits of the source's number choose
+
+    static size_t conversion_table_hash(const CharsetInfo * dest_csinfo, const CharsetInfo * src_csinfo);
+    uint16 ** unicode_map_slots() ORV_EXCLUDES(_cs);
+    uint16 * make_unicode_map(const CharsetInfo * src_info) ORV_REQUIRES(_cs);
+    void free_unicode_maps() ORV_REQUIRES(_cs);
+    ConversionTable * find_conversion_table(const CharsetInfo * dest_csinfo, const CharsetInfo * src_csinfo)
+        ORV_REQUIRES(_cs);
+    ConversionTable * add_conversion_table(const CharsetInfo * dest_csinfo, const CharsetInfo * src_csinfo,
+                                           const a_byte * upper128) ORV_REQUIRES(_cs);
+    a_bool find_upper128(a_byte * upper128, const CharsetInfo * dest_csinfo, const CharsetInfo * src_csinfo,
+                         a_bool allow_cvf, a_bool allow_os) ORV_REQUIRES(_cs);
+    void free_conversion_tables() ORV_REQUIRES(_cs);
+
+    // Sources of maps. Each fills 128 bytes or values, or gives FALSE with them undefined. The operating
+    // system is no source on this platform.
+    a_bool read_cvf_conversion_table(a_byte * upper128, const CharsetInfo * dest_csinfo,
+                                     const CharsetInfo * src_csinfo);
+    a_bool os_generate_upper128(a_byte * upper128, const CharsetInfo * dest_csinfo,
+                                const CharsetInfo * src_csinfo);
+    a_bool os_generate_unicode_map_upper128(uint16 * map, const CharsetInfo * src_csinfo);
+    a_bool icu_generate_upper128(a_byte * upper128, const CharsetInfo * dest_csinfo,
+                                 const CharsetInfo * src_csinfo);
+    a_bool icu_generate_unicode_map_upper128(uint16 * map, const CharsetInfo * src_csinfo);
+
+    a_critical_sect _cs;
+    const CharsetInfo * _os_charset_info;
+    const CharsetInfo * _true_os_charset_info; // without the environment's override
+    const CharsetInfo * _ascii_charset_info;
+    const CharsetInfo * _utf16be_charset_info;
+    const CharsetInfo * _utf16le_charset_info;
+    const CharsetInfo * _utf8_charset_info;
+    const CharsetInfo * _cesu8_charset_info;
+    const LanguageInfo * _os_language_info;
+    const LanguageInfo * _english_language_info;
+    ConversionTable * _conversion_tables[NUM_BUCKETS] ORV_GUARDED_BY(_cs); // heads of circles, or null
+    // 58 slots by character set number: null while untried, all one bits after a failed try, else a table
+    // owned here. The array and each slot change once, under `_cs`, and are published: readers load them
+    // atomically, unlocked.
+    uint16 ** _sbcs_to_utf16;
+    UTICU * _icu; // owned; fixed between init and fini
+};
+
+// Walk the catalogue from first row to last.
+class CharsetIterator {
+public:
+    // The next row, null behind the last.
+    const CharsetInfo * next() { return _curr == _end ? nullptr : _curr++; }
+
+private:
+    const CharsetInfo * _curr = UTLocale::_charset_info;
+    const CharsetInfo * _end = UTLocale::_charset_info + UTLocale::NUM_CHARSETS;
+};
+
+class ORVCollationIterator {
+public:
+    // The next row, null behind the last.
+    const CollationInfo * next();
+
+    // An order for lists of collations; `a` and `b` are rows. Hidden rows go last, labels that begin with a
+    // number come first, by number, then labels with case ignored. Negative, 0 or positive.
+    static int compare_collations(const void * a, const void * b);
+
+private:
+    const CollationInfoPod * _curr = UTLocale::_collation_info;
+    const CollationInfoPod * _end = UTLocale::_collation_info + UTLocale::NUM_COLLATIONS;
 };
