@@ -12,6 +12,7 @@
 #include "utils/etc/utassert.h"
 #include "utils/etc/utcollation.h"
 #include "utils/etc/utstrfcn.h"
+#include "utils/lang/utlangstring.h"
 #include "utils/locale/uticu.h"
 #include "utils/utmem/utmem.h"
 
@@ -335,6 +336,18 @@ CollationInfo::~CollationInfo()
     ut_free(const_cast<char *>(_so_caseless));
     ut_free(_description);
     ut_free(_packed);
+}
+
+size_t CollationInfo::get_description(UTLangStringBase & ls, char * dest, size_t dest_size) const
+{
+    if (!_custom || _description_strid != 0) {
+        return ls.GetString(_description_strid, dest, dest_size);
+    }
+    if (dest_size == 0) {
+        return 0;
+    }
+    (void)ut_strcpy(dest, dest_size, _description != nullptr ? _description : ""); // a description may be cut
+    return strlen(dest);
 }
 
 const a_packed_collation_order * CollationInfo::get_packed_collation_for_custom_collation() const

@@ -252,7 +252,8 @@ struct CollationInfo : CollationInfoPod {
     CollationInfo & operator=(const CollationInfo &) = delete;
 
     // Its description, as text of `ls` or, in a custom collation without a string id, its own. Result: the
-    // length; 0 with `dest` emptied if there is none. A text that doesn't fit is cut.
+    // length, with a text that doesn't fit cut; 0 if there is none. A string that `ls` lacks leaves `dest`
+    // alone.
     size_t get_description(UTLangStringBase & ls, char * dest, size_t dest_size) const;
 
     // The private tables of a custom collation; null without memory. On any other collation this is an

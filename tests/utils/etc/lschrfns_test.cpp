@@ -1,0 +1,123 @@
+#include "utils/etc/lschrfns.h"
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "support/scoped_environment.h"
+
+namespace {
+
+LS_CharFunctions classifier(const char * charset)
+{
+    const ScopedLocaleEnvironment environment;
+    environment.set("VXCHARSET", charset);
+    LS_CharFunctions functions;
+    functions.init();
+    return functions;
+}
+
+TEST(CharFunctions, LeadBytesAreThoseOfTheCharacterSet)
+{
+    const struct {
+        const char * charset;
+        const char * lead; // pairs of first and last byte
+    } cases[] = {{"ISO-8859-1", ""},
+                 {"UTF-8", ""},
+                 {"EUC-JP", ""},
+                 {"Big5", ""},
+                 {"Shift_JIS", "\x81\x9F\xE0\xEF"},
+                 {"Windows-31J", "\x81\x9F\xE0\xFC"},
+                 {"sjis", "\x81\x9F\xE0\xFC"}, // the name belongs to Windows-31J
+                 {"GBK", "\x81\xFE"},
+                 {"GB18030", "\x81\xFE"}};
+    for (const auto & row : cases) {
+        const LS_CharFunctions functions = classifier(row.charset);
+        const std::string ranges = row.lead;
+        for (int c = 0; c < 256; c++) {
+            bool lead = false;
+            for (size_t i = 0; i < ranges.size(); i += 2) {
+                lead = lead || (c >= static_cast<unsigned char>(ranges[i]) &&
+                                c <= static_cast<unsigned char>(ranges[i + 1]));
+            }
+            EXPECT_EQ(functions.isLeadByte(static_cast<char>(c)), lead) << row.charset << " " << c;
+            EXPECT_EQ(functions.charSize(static_cast<char>(c)), lead ? 2U : 1U) << row.charset << " " << c;
+        }
+    }
+}
+
+TEST(CharFunctions, SteppingBackNeverEndsInsideACharacter)
+{
+    const LS_CharFunctions functions = classifier("GBK");
+    const std::string text = "a\x81\x81\x81"
+                             "b\xFE\xFE"; // a, two characters whose trail bytes look like lead bytes...
+    const char * start = text.c_str();
+    const size_t starts[] = {0, 1, 3, 5};
+    size_t expected = 0;
+    for (size_t at = 1; at <= text.size(); at++) {
+        if (expected + 1 < 4 && starts[expected + 1] < at) {
+            expected++;
+        }
+        EXPECT_EQ(functions.prevChar(start, start + at) - start, static_cast<ptrdiff_t>(starts[expected]))
+            << at;
+    }
+    EXPECT_EQ(functions.prevChar(start, start), start);
+    const char * p = start;
+    for (const size_t at : {1, 3, 5, 7}) {
+        p = functions.nextChar(p);
+        EXPECT_EQ(p - start, static_cast<ptrdiff_t>(at));
+    }
+}
+
+TEST(CharFunctions, ALeadByteAtTheEndOfTextStepsOntoTheTerminator)
+{
+    const LS_CharFunctions functions = classifier("GBK");
+    const char text[] = "\x81";
+    EXPECT_EQ(functions.nextChar(text), text + 1);
+    EXPECT_EQ(functions.prevChar(text, text + 1), text);
+}
+
+TEST(CharFunctions, SingleBytesStepBackByOne)
+{
+    const LS_CharFunctions functions = classifier("UTF-8");
+    const char text[] = "\xC3\xA4";
+    EXPECT_EQ(functions.prevChar(text, text + 2), text + 1);
+    EXPECT_EQ(functions.prevChar(text, text), text);
+}
+
+TEST(CharFunctions, OnlyLettersHaveCase)
+{
+    const LS_CharFunctions functions = classifier("ISO-8859-1");
+    EXPECT_TRUE(functions.isAlpha('a') && functions.isLower('a') && !functions.isUpper('a'));
+    EXPECT_TRUE(functions.isAlpha('Z') && functions.isUpper('Z') && !functions.isLower('Z'));
+    EXPECT_EQ(functions.toUpper('q'), 'Q');
+    EXPECT_EQ(functions.toLower('Q'), 'q');
+    for (const char c : {'1', '_', ' ', '@', '[', '`', '{', '\0', '\x7F'}) {
+        EXPECT_FALSE(functions.isAlpha(c) || functions.isLower(c) || functions.isUpper(c)) << int{c};
+        EXPECT_EQ(functions.toUpper(c), c);
+        EXPECT_EQ(functions.toLower(c), c);
+    }
+}
+
+TEST(CharFunctions, BeforeInitEachByteIsACharacterOfItsOwn)
+{
+    const LS_CharFunctions functions;
+    const char text[] = "\x81\x81";
+    EXPECT_EQ(functions.nextChar(text), text + 1);
+    EXPECT_EQ(functions.prevChar(text, text + 2), text + 1);
+    EXPECT_FALSE(functions.isAlpha('a'));
+    EXPECT_EQ(functions.toUpper('a'), 'a');
+}
+
+TEST(CharFunctions, TheFirstInitStands)
+{
+    const ScopedLocaleEnvironment environment;
+    LS_CharFunctions functions;
+    environment.set("VXCHARSET", "GBK");
+    functions.init();
+    environment.set("VXCHARSET", "ISO-8859-1");
+    functions.init();
+    EXPECT_TRUE(functions.isLeadByte('\x81'));
+}
+
+} // namespace

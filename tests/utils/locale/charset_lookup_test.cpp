@@ -1,0 +1,270 @@
+#include "utils/locale/utlocale.h"
+
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr int NO_ROW = -1;
+
+int row_number(const CharsetInfo * row)
+{
+    return row == nullptr ? NO_ROW : static_cast<int>(row - UTLocale::_charset_info);
+}
+
+int row_of(const char * label, uint32 standards = CS_STD_ANY)
+{
+    return row_number(UTLocale::GetCharsetInfoFromLabel(label, standards));
+}
+
+// The slow twin of the lookup: labels reduced to what counts, then compared as strings.
+std::string reduced(const std::string & label)
+{
+    std::string text;
+    for (const char c : label) {
+        if (c != ' ' && c != '-' && c != '_') {
+            text += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+        }
+    }
+    return text;
+}
+
+struct a_known_label {
+    int row;
+    std::string text;
+    uint32 standards;
+};
+
+std::vector<a_known_label> all_labels()
+{
+    std::vector<a_known_label> labels;
+    for (const CharsetInfo & row : UTLocale::_charset_info) {
+        for (const a_charset_label * label = row._all_labels; label->_label != nullptr; label++) {
+            labels.push_back({row_number(&row), label->_label, label->_standards});
+        }
+    }
+    return labels;
+}
+
+int reference_row(const std::vector<a_known_label> & labels, const std::string & wanted, uint32 standards)
+{
+    const std::string key = reduced(wanted);
+    for (const a_known_label & label : labels) {
+        if ((label.standards & standards) != 0 && reduced(label.text) == key) {
+            return label.row;
+        }
+    }
+    return NO_ROW;
+}
+
+TEST(CharsetLookup, EachLabelLeadsToTheFirstRowThatHasItUnderEachStandard)
+{
+    const std::vector<a_known_label> labels = all_labels();
+    ASSERT_EQ(labels.size(), 434U);
+    for (const a_known_label & label : labels) {
+        for (const uint32 standard :
+             {CS_STD_ORV, CS_STD_IANA, CS_STD_MIME, CS_STD_JAVA, CS_STD_WINDOWS, CS_STD_ICU_TABLE, CS_STD_IBM,
+              CS_STD_ICU, CS_STD_KEP, CS_STD_ANY, uint32{0}, uint32{0x200}}) {
+            EXPECT_EQ(row_of(label.text.c_str(), standard), reference_row(labels, label.text, standard))
+                << label.text << " under " << std::hex << standard;
+        }
+        EXPECT_TRUE(UTLocale::_charset_info[label.row].match_label(label.text.c_str(), label.standards));
+        EXPECT_FALSE(UTLocale::_charset_info[label.row].match_label(label.text.c_str(), 0)) << label.text;
+    }
+}
+
+TEST(CharsetLookup, OnlyTheseLabelsAreLostToAnEarlierRow)
+{
+    std::set<std::pair<std::string, int>> lost;
+    for (const a_known_label & label : all_labels()) {
+        if (row_of(label.text.c_str()) != label.row) {
+            lost.emplace(label.text, label.row);
+        }
+    }
+    const std::set<std::pair<std::string, int>> expected = {
+        {"ibm-943_P15A-2003", 7}, {"sjis", 7}, {"TIS-620", 39}, {"cp874", 39}, {"950", 43}, {"cp950", 43}};
+    EXPECT_EQ(lost, expected);
+}
+
+TEST(CharsetLookup, EachCanonicalLabelStandsInItsOwnRow)
+{
+    for (const CharsetInfo & row : UTLocale::_charset_info) {
+        const a_charset_label * end = row._all_labels;
+        while (end->_label != nullptr) {
+            end++;
+        }
+        for (const a_charset_label * canonical :
+             {row._orv_canonical, row._iana_canonical, row._mime_canonical, row._icu_canonical,
+              row._java_canonical, row._kep_canonical}) {
+            EXPECT_TRUE(canonical >= row._all_labels && canonical <= end) << row_number(&row);
+        }
+        EXPECT_NE(row.orv_label(), nullptr);
+        EXPECT_NE(row.icu_label(), nullptr);
+    }
+}
+
+TEST(CharsetLookup, OnlyFillerAndCaseMayDiffer)
+{
+    const struct {
+        const char * label;
+        int row;
+    } cases[] = {
+        {"iso_8859_1", 1},
+        {"ISO-8859-1", 1},
+        {"ISO 8859 1", 1},
+        {"latin1", 1},
+        {"ISO_8859-1:1987", 1},
+        {"ISO_8859-1.1987", NO_ROW},
+        {"ISO_8859-1:", NO_ROW},
+        {"ISO_8859-1:19870", NO_ROW},
+        {"utf8", 53},
+        {"UTF_8", 53},
+        {"U T F - 8", 53},
+        {"UTF-8-", 53},
+        {"-_ UTF-8 _-", 53},
+        {"UTF.8", NO_ROW},
+        {"UTF\t8", NO_ROW},
+        {"UTF-", NO_ROW},
+        {"UTF-88", NO_ROW},
+        {"", NO_ROW},
+        {" - _", NO_ROW},
+        {"x", NO_ROW},
+        // Bytes that differ from a digit or a letter in the bit of case alone.
+        {"\x18"
+         "59_1",
+         NO_ROW},
+        {"iso\xDF"
+         "8859_1",
+         NO_ROW},
+        {"\xF5tf8", NO_ROW},
+        {"UTF-16", 54},
+        {"UTF16", 54},
+        {"UTF16PE", 54},
+        {"UTF16OE", 55},
+        {"sjis", 6},
+    };
+    for (const auto & row : cases) {
+        EXPECT_EQ(row_of(row.label), row.row) << row.label;
+    }
+    EXPECT_EQ(row_of(nullptr), NO_ROW);
+    EXPECT_FALSE(UTLocale::_charset_info[0].match_label(nullptr, CS_STD_ANY));
+    EXPECT_TRUE(UTLocale::_charset_info[53].match_label("  utf 8", CS_STD_ANY));
+}
+
+TEST(CharsetLookup, AStandardHidesTheNamesOfOthers)
+{
+    EXPECT_EQ(row_of("sjis", CS_STD_KEP), 7);
+    EXPECT_EQ(row_of("cp874", CS_STD_KEP), 39);
+    EXPECT_EQ(row_of("cp950", CS_STD_KEP), 25);
+    EXPECT_EQ(row_of("sjis", CS_STD_IANA), NO_ROW);
+    EXPECT_EQ(row_of("TIS-620", CS_STD_WINDOWS), 39);
+}
+
+TEST(CharsetLookup, LongLabelsOfFillerAreWalkedToTheirEnd)
+{
+    const std::string filler(100 * 1024, '-');
+    EXPECT_EQ(row_of(filler.c_str()), NO_ROW);
+    EXPECT_EQ(row_of((filler + "utf" + filler + "8" + filler).c_str()), 53);
+    EXPECT_EQ(row_of((filler + "utf" + filler + "9").c_str()), NO_ROW);
+}
+
+TEST(CharsetLookup, CodePageNumbersGiveTheFirstRow)
+{
+    EXPECT_EQ(row_number(UTLocale::GetCharsetInfoFromMicrosoftCID(932)), 6);
+    EXPECT_EQ(row_number(UTLocale::GetCharsetInfoFromMicrosoftCID(950)), 24);
+    EXPECT_EQ(row_number(UTLocale::GetCharsetInfoFromMicrosoftCID(65001)), 53);
+    EXPECT_EQ(row_number(UTLocale::GetCharsetInfoFromMicrosoftCID(4711)), NO_ROW);
+    EXPECT_EQ(row_number(UTLocale::GetCharsetInfoFromChartabCID(-4)), 53);
+    EXPECT_EQ(row_number(UTLocale::GetCharsetInfoFromChartabCID(6)), 7);
+    EXPECT_EQ(row_number(UTLocale::GetCharsetInfoFromChartabCID(4711)), NO_ROW);
+}
+
+TEST(CharsetInfo, AMissingLabelFallsBackOnTheSystemsOwn)
+{
+    const CharsetInfo * ascii = &UTLocale::_charset_info[0];
+    EXPECT_STREQ(CharsetInfo::safe_label(nullptr, CS_STD_MIME), "unknown");
+    EXPECT_STREQ(CharsetInfo::safe_label(ascii, CS_STD_MIME), "US-ASCII");
+    EXPECT_STREQ(CharsetInfo::safe_label(ascii, CS_STD_JAVA), "ASCII");
+    EXPECT_STREQ(CharsetInfo::safe_label(ascii, CS_STD_KEP), "ANSI_X3.4-1968");
+    EXPECT_STREQ(CharsetInfo::safe_label(ascii, CS_STD_WINDOWS), "ANSI_X3.4-1968");
+    EXPECT_STREQ(CharsetInfo::safe_label(&UTLocale::_charset_info[10], CS_STD_IANA), "EUC-TW");
+    EXPECT_STREQ(CharsetInfo::safe_label(&UTLocale::_charset_info[2], CS_STD_ICU), "ibm-850_P100-1995");
+    EXPECT_STREQ(CharsetInfo::safe_label(&UTLocale::_charset_info[2], CS_STD_KEP), "cp850");
+}
+
+std::string bom_of(int row)
+{
+    size_t len = 99;
+    const a_byte * bom = UTLocale::_charset_info[row].get_BOM(&len);
+    EXPECT_EQ(bom == nullptr, len == 0);
+    return bom == nullptr ? "" : std::string(reinterpret_cast<const char *>(bom), len);
+}
+
+TEST(CharsetInfo, OnlyUtf8AndUtf16HaveAByteOrderMark)
+{
+    for (int row = 0; row < 57; row++) {
+        const std::string expected = row == 53   ? "\xEF\xBB\xBF"
+                                     : row == 54 ? "\xFF\xFE"
+                                     : row == 55 ? "\xFE\xFF"
+                                                 : "";
+        EXPECT_EQ(bom_of(row), expected) << row;
+    }
+}
+
+TEST(CharsetInfo, ByteOrderIsExplicitInFourNamesOnly)
+{
+    for (const char * label : {"UTF16BE", "utf-16le", "UTF_16 PE", "utf16oe"}) {
+        EXPECT_TRUE(CharsetInfo::is_UTF16_explicit_endian_label(label)) << label;
+    }
+    for (const char * label : {"UTF16", "UTF-16", "UTF16B", "UTF16BEX", ""}) {
+        EXPECT_FALSE(CharsetInfo::is_UTF16_explicit_endian_label(label)) << label;
+    }
+    EXPECT_FALSE(CharsetInfo::is_UTF16_explicit_endian_label(nullptr));
+}
+
+TEST(CharsetInfo, PlatformEndianIsLittle)
+{
+    const CharsetInfo & little = *UTLocale::GetCharsetInfoFromLabel("UTF-16PE", CS_STD_ORV);
+    const CharsetInfo & big = *UTLocale::GetCharsetInfoFromLabel("UTF-16OE", CS_STD_ORV);
+    EXPECT_TRUE(little.is_UTF16LE() && little.is_UTF16PE() && little.is_UTF16Any() && !little.is_UTF16BE());
+    EXPECT_TRUE(big.is_UTF16BE() && big.is_UTF16OE() && big.is_UTF16Any() && !big.is_UTF16PE());
+    const CharsetInfo & cesu = *UTLocale::GetCharsetInfoFromLabel("CESU-8", CS_STD_ANY);
+    EXPECT_TRUE(cesu.is_CESU8() && !cesu.is_UTF8() && !cesu.is_UTF16Any());
+}
+
+TEST(CharsetInfo, SubstitutionIsAsLongAsItSays)
+{
+    size_t len = 0;
+    const a_byte * bytes = UTLocale::_charset_info[53].get_substitution_character(&len);
+    EXPECT_EQ(std::string(reinterpret_cast<const char *>(bytes), len), "\xEF\xBF\xBD");
+    bytes = UTLocale::_charset_info[2].get_substitution_character(&len);
+    EXPECT_EQ(std::string(reinterpret_cast<const char *>(bytes), len), "\x7F");
+}
+
+TEST(UnknownCharset, OnlyTheFourWordsAndNoLabelMeanThatNoneWasGiven)
+{
+    for (const char * label : {"none", "NULL", "Unspecified", "unknown"}) {
+        EXPECT_TRUE(UTLocale::isAcceptableUnknownCharsetLabel(label)) << label;
+    }
+    EXPECT_TRUE(UTLocale::isAcceptableUnknownCharsetLabel(nullptr));
+    for (const char * label : {"", "none ", "un-known", "utf8"}) {
+        EXPECT_FALSE(UTLocale::isAcceptableUnknownCharsetLabel(label)) << label;
+    }
+}
+
+TEST(CharsetIterator, WalksEachRowOnce)
+{
+    CharsetIterator charsets;
+    for (const CharsetInfo & row : UTLocale::_charset_info) {
+        EXPECT_EQ(charsets.next(), &row);
+    }
+    EXPECT_EQ(charsets.next(), nullptr);
+    EXPECT_EQ(charsets.next(), nullptr);
+    EXPECT_EQ(UTLocale::num_charsets(), 57U);
+}
+
+} // namespace

@@ -1,0 +1,225 @@
+#include "utils/locale/findlocale.h"
+
+#include <map>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "support/scoped_environment.h"
+#include "utils/locale/utlocale.h"
+#include "utils/unix/localias.h"
+
+namespace {
+
+constexpr int LATIN1 = 1;
+
+int charset_row(a_bool allow_override = TRUE)
+{
+    return static_cast<int>(UTLocale::FindOSCharset(allow_override) - UTLocale::_charset_info);
+}
+
+std::string language(a_bool allow_override = TRUE)
+{
+    return UTLocale::FindOSLanguage(allow_override)->kep_label();
+}
+
+class Discovery : public testing::Test {
+protected:
+    const ScopedLocaleEnvironment environment;
+};
+
+TEST_F(Discovery, NamesOfTheEnvironmentLeadToTheirRows)
+{
+    const struct {
+        const char * lang; // null: not set
+        const char * language;
+        int charset;
+        const char * collation;
+    } cases[] = {
+        {nullptr, "us_english", LATIN1, "ISO1LATIN1"},
+        {"", "us_english", LATIN1, "ISO1LATIN1"},
+        {"C", "us_english", LATIN1, "ISO1LATIN1"},
+        {"c", "us_english", LATIN1, "ISO1LATIN1"},
+        {"POSIX", "us_english", LATIN1, "ISO1LATIN1"},
+        {"en_US.UTF-8", "us_english", 53, "UTF8BIN"},
+        {"de_DE@euro", "german", 17, "ISO9LATIN1"},
+        {"ja_JP", "japanese", 8, "EUC_JAPAN"},
+        {"Ja_JP", "japanese", 6, "932JPN"},
+        {"JA_JP", "japanese", 53, "UTF8BIN"},
+        {"ja_JP.SJIS", "japanese", 6, "932JPN"},
+        {"zh_HK.Big5", "tchinese", 25, "950ZHO_TW"},
+        {"zh_TW.big5", "tchinese", 25, "950ZHO_TW"},
+        {"zh_CN.Big5", "tchinese", 25, "950ZHO_TW"}, // its alias is Taiwan's
+        {"zh", "chinese", 9, "EUC_CHINA"},
+        {"ZH_hk", "tchinese", 25, "950ZHO_TW"},
+        {"zh-HK.GBK", "tchinese", 41, "936ZHO"}, // no alias: read as it stands
+        {"zhq", "chinese", LATIN1, "ISO1LATIN1"},
+        {"zh_", "chinese", LATIN1, "ISO1LATIN1"},
+        {"zh_t", "chinese", LATIN1, "ISO1LATIN1"},
+        {"zh_tx", "chinese", LATIN1, "ISO1LATIN1"},
+        {"ru_RU", "russian", 22, "ISO1LATIN1"}, // no collation for KOI8-R
+        {"xx_YY.UTF-8", "us_english", 53, "UTF8BIN"},
+        {"hebrew", "us_english", 15, "ISO1LATIN1"}, // its alias begins with iw
+        {"he_IL", "hebrew", 15, "ISO1LATIN1"},
+        {"nb_NO", "us_english", LATIN1, "ISO1LATIN1"},
+        {"pl_PL.windows-1250", "polish", 44, "1250POL"},
+        {"uk_UA.UTF-8", "ukrainian", 53, "UTF8BIN"},
+        {"thai", "thai", 23, "874THAIBIN"},
+        {"f", "us_english", LATIN1, "ISO1LATIN1"},
+        {"fr", "french", LATIN1, "ISO1LATIN1"},
+        {"fran\xE7"
+         "ais",
+         "french", LATIN1, "ISO1LATIN1"},
+        {"es_ES.CP1252", "spanish", 46, "1252SPA"},
+        {"en.a.b.UTF-8", "us_english", LATIN1, "ISO1LATIN1"}, // what follows the first point is no codeset
+        {"en_US..UTF-8", "us_english", LATIN1, "ISO1LATIN1"},
+        {"en_US.", "us_english", LATIN1, "ISO1LATIN1"},
+        {".UTF-8", "us_english", 53, "UTF8BIN"},
+        {"\xFF\xFE.utf8", "us_english", 53, "UTF8BIN"},
+    };
+    for (const auto & row : cases) {
+        environment.set("LANG", row.lang);
+        const char * shown = row.lang != nullptr ? row.lang : "(none)";
+        EXPECT_EQ(language(), row.language) << shown;
+        EXPECT_EQ(charset_row(), row.charset) << shown;
+        ASSERT_NE(UTLocale::FindOSCollation(), nullptr) << shown;
+        EXPECT_STREQ(UTLocale::FindOSCollation()->orv_collation_label(), row.collation) << shown;
+    }
+}
+
+TEST_F(Discovery, TheFirstVariableThatIsSetWinsEvenIfEmpty)
+{
+    environment.set("LANG", "de_DE");
+    EXPECT_EQ(language(), "german");
+    environment.set("LC_CTYPE", "fr_FR");
+    EXPECT_EQ(language(), "french");
+    environment.set("LC_MESSAGES", "it_IT");
+    EXPECT_EQ(language(), "italian");
+    environment.set("LC_ALL", "pl_PL");
+    EXPECT_EQ(language(), "polish");
+    environment.set("LC_ALL", "");
+    EXPECT_EQ(language(), "us_english");
+    EXPECT_STREQ(get_unix_locale(), "");
+}
+
+TEST_F(Discovery, AnOverrideNeverFallsBackOnTheLocale)
+{
+    environment.set("LANG", "ja_JP.UTF-8");
+    const struct {
+        const char * value;
+        const char * language;
+    } languages[] = {{"de", "german"},   {"GERMAN", "german"},       {"tradchin", "tchinese"},
+                     {"", "us_english"}, {"nonsense", "us_english"}, {"de_DE", "us_english"}};
+    for (const auto & row : languages) {
+        environment.set("VXLANG", row.value);
+        EXPECT_EQ(language(TRUE), row.language) << row.value;
+        EXPECT_EQ(language(FALSE), "japanese") << row.value;
+    }
+    const struct {
+        const char * value;
+        int charset;
+    } charsets[] = {{"cp1252", 46}, {"SJIS", 6}, {"nonsense", LATIN1}, {"", LATIN1}, {"UTF 16", 54}};
+    for (const auto & row : charsets) {
+        environment.set("VXCHARSET", row.value);
+        EXPECT_EQ(charset_row(TRUE), row.charset) << row.value;
+        EXPECT_EQ(charset_row(FALSE), 53) << row.value;
+    }
+}
+
+TEST_F(Discovery, AnOverrideIsCutBeforeItIsLookedUp)
+{
+    // 149 bytes survive: the name, filler that plays no part, and not the letter behind it.
+    const std::string filler(149 - 4, '-');
+    environment.set("VXCHARSET", std::string("utf8").append(filler).append("x").c_str());
+    EXPECT_EQ(charset_row(), 53);
+    environment.set("VXCHARSET", std::string("utf8").append(filler, 1).append("x").c_str());
+    EXPECT_EQ(charset_row(), LATIN1);
+    environment.set("VXLANG", std::string(200, 'e').c_str());
+    EXPECT_EQ(language(), "us_english");
+}
+
+TEST_F(Discovery, HostileValuesEndAtTheDefaults)
+{
+    constexpr size_t LONG = 100 * 1024;
+    const std::string values[] = {
+        std::string(LONG, 'a'),
+        std::string(LONG, '.'),
+        std::string(LONG, '\xFF'),
+        std::string(LONG, '-'),
+        std::string(".").append(LONG, 'u'),
+        std::string("u.").append(LONG, '_'),
+        "fran\xC3\xA7"
+        "ais", // in UTF-8 it is another name
+        "%n%n%n%s",
+        "../../../etc/passwd",
+    };
+    for (const std::string & value : values) {
+        for (const char * name : {"LC_ALL", "VXLANG", "VXCHARSET"}) {
+            environment.set(name, value.c_str());
+            EXPECT_EQ(language(), value[0] == 'f' && name[0] == 'L' ? "french" : "us_english")
+                << value.substr(0, 20);
+            EXPECT_EQ(charset_row(), LATIN1) << value.substr(0, 20);
+            EXPECT_STREQ(UTLocale::FindOSCollation()->orv_collation_label(), "ISO1LATIN1");
+            environment.set(name, nullptr);
+        }
+    }
+    const std::string filler(LONG, ' ');
+    environment.set("LC_ALL",
+                    std::string("xx.").append(filler).append("utf").append(filler).append("8").c_str());
+    EXPECT_EQ(charset_row(), 53) << "a long name is read to its end";
+}
+
+TEST_F(Discovery, AVariableIsCutToItsBufferAndAMissingOneLeavesItAlone)
+{
+    char buffer[5] = "keep";
+    environment.set("VXLANG", nullptr);
+    EXPECT_EQ(ut_getenv("VXLANG", buffer, sizeof buffer), nullptr);
+    EXPECT_STREQ(buffer, "keep");
+    environment.set("VXLANG", "german");
+    EXPECT_EQ(ut_getenv("VXLANG", buffer, sizeof buffer), buffer);
+    EXPECT_STREQ(buffer, "germ");
+    environment.set("VXLANG", "");
+    EXPECT_EQ(ut_getenv("VXLANG", buffer, sizeof buffer), buffer);
+    EXPECT_STREQ(buffer, "");
+    EXPECT_EQ(ut_getenv("VXLANG", buffer, 0), nullptr);
+}
+
+TEST_F(Discovery, ACollationOfAPairFallsBackOnEnglish)
+{
+    const CharsetInfo * cp1252 = UTLocale::GetCharsetInfoFromLabel("cp1252", CS_STD_ANY);
+    const LanguageInfo * polish = UTLocale::GetLanguageInfoFromLabel("pl");
+    EXPECT_STREQ(UTLocale::FindCollation(cp1252, polish)->orv_collation_label(), "1252LATIN1");
+    EXPECT_EQ(UTLocale::FindCollation(UTLocale::GetCharsetInfoFromLabel("KOI8-R", CS_STD_ANY), polish),
+              nullptr);
+    environment.set("LANG", "es_ES.UTF-8");
+    EXPECT_STREQ(UTLocale::FindCollation(cp1252, nullptr)->orv_collation_label(), "1252SPA");
+    EXPECT_STREQ(UTLocale::FindCollation(nullptr, polish)->orv_collation_label(), "UTF8BIN");
+    EXPECT_STREQ(UTLocale::FindCollation(nullptr, nullptr)->orv_collation_label(), "UTF8BIN");
+}
+
+// Codesets of the aliases that have a row; all others end at ISO 8859-1.
+const std::map<std::string, int> codeset_rows = {
+    {"ISO8859-1", 1},  {"SJIS", 6},       {"IBM-943", 6},     {"eucJP", 8},      {"eucCN", 9},
+    {"eucTW", 10},     {"ISO8859-2", 11}, {"ISO8859-5", 12},  {"ISO8859-6", 13}, {"ISO8859-7", 14},
+    {"ISO8859-8", 15}, {"ISO8859-9", 16}, {"ISO8859-15", 17}, {"KOI8-R", 22},    {"TIS620", 23},
+    {"tis620", 23},    {"big5hkscs", 24}, {"big5", 25},       {"eucKR", 26},     {"GB18030", 40},
+    {"gbk", 41},       {"CP1251", 45},    {"CP1255", 49},     {"CP1256", 50},    {"UTF-8", 53}};
+
+TEST_F(Discovery, EachKnownLocaleLeadsToTheCodesetAndLanguageOfItsAlias)
+{
+    for (const LocaleTable * row = known_locales; row->locale != nullptr; row++) {
+        environment.set("LC_ALL", row->locale);
+        const std::string alias = get_alias(row->locale);
+        const size_t point = alias.find('.');
+        const auto known =
+            point == std::string::npos ? codeset_rows.end() : codeset_rows.find(alias.substr(point + 1));
+        EXPECT_EQ(charset_row(), known != codeset_rows.end() ? known->second : LATIN1) << row->locale;
+        const bool traditional = alias.rfind("zh_TW", 0) == 0 || alias.rfind("zh_HK", 0) == 0;
+        const std::string code = traditional ? "tw" : alias.substr(0, 2);
+        const LanguageInfo * expected = UTLocale::GetLanguageInfoFromLabel(code.c_str());
+        EXPECT_EQ(language(), expected != nullptr ? expected->kep_label() : "us_english") << row->locale;
+        EXPECT_NE(UTLocale::FindOSCollation(), nullptr) << row->locale;
+    }
+}
+
+} // namespace

@@ -1,0 +1,321 @@
+#include "utils/locale/utlocale.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "utils/etc/utcollation.h"
+#include "utils/lang/utlangstring.h"
+
+namespace {
+
+const LanguageInfo * language(const char * label)
+{
+    return UTLocale::GetLanguageInfoFromLabel(label);
+}
+const CharsetInfo * charset(const char * label)
+{
+    return UTLocale::GetCharsetInfoFromLabel(label, CS_STD_ANY);
+}
+
+TEST(LanguageLookup, AnyOfTheThreeNamesWillDo)
+{
+    const struct {
+        const char * label;
+        int row;
+    } cases[] = {{"tw", 12},     {"tradchin", 12},  {"TCHINESE", 12}, {"norweg", 9}, {"no", 9},   {"zh", 13},
+                 {"ENGLISH", 0}, {"us_english", 0}, {"en", 0},        {"Th", 25},    {"thai", 25}};
+    for (const auto & row : cases) {
+        const LanguageInfo * found = language(row.label);
+        ASSERT_NE(found, nullptr) << row.label;
+        EXPECT_EQ(found->lid(), row.row) << row.label;
+        EXPECT_EQ(found->bit(), 1U << row.row);
+    }
+    for (const char * label : {"", "e", "eng", "us-english", "norwe", "nb", " en"}) {
+        EXPECT_EQ(language(label), nullptr) << label;
+    }
+    EXPECT_EQ(language(nullptr), nullptr);
+}
+
+TEST(LanguageLookup, IdsOutsideTheTableAndPlatformNumbersGiveNothing)
+{
+    EXPECT_EQ(UTLocale::GetLanguageInfoFromOrvLID(ORV_LID_ENGLISH), language("en"));
+    EXPECT_EQ(UTLocale::GetLanguageInfoFromOrvLID(ORV_LID_THAI), language("th"));
+    EXPECT_EQ(UTLocale::GetLanguageInfoFromOrvLID(ORV_LID_LAST_REAL_LANGUAGE), nullptr);
+    EXPECT_EQ(UTLocale::GetLanguageInfoFromOrvLID(static_cast<ORV_LID>(-1)), nullptr);
+    for (const PLATFORM_LID lid : {-1, 0, 1, 25, 26, 1033}) {
+        EXPECT_EQ(UTLocale::GetLanguageInfoFromPlatformLID(lid), nullptr) << lid;
+    }
+}
+
+TEST(LanguageInfo, ALabelToShowIsNeverNull)
+{
+    EXPECT_STREQ(LanguageInfo::safe_label(nullptr, CS_STD_MIME), "unknown");
+    EXPECT_STREQ(LanguageInfo::safe_label(language("en"), CS_STD_MIME), "en");
+    EXPECT_STREQ(LanguageInfo::safe_label(language("en"), CS_STD_IANA), "us_english");
+}
+
+TEST(CollationLookup, DefaultsAreChosenBySetAndByRow)
+{
+    const struct {
+        const char * charset;
+        const char * language;  // null for none
+        const char * collation; // null for none
+    } cases[] = {{"GB18030", "zh", "936ZHO"},
+                 {"GBK", "zh", "936ZHO"},
+                 {"GB18030", "ja", nullptr},
+                 {"windows-1252", nullptr, "1252LATIN1"},
+                 {"windows-1252", "de", "1252LATIN1"},
+                 {"windows-1252", "no", "1252NOR"},
+                 {"windows-1252", "sv", "1252SWEFIN"},
+                 {"windows-1252", "es", "1252SPA"},
+                 {"windows-1252", "pl", nullptr},
+                 {"KOI8-R", nullptr, nullptr},
+                 {"KOI8-R", "ru", nullptr},
+                 {"ISO-8859-1", nullptr, "ISO1LATIN1"},
+                 {"US-ASCII", nullptr, "C"},
+                 {"UTF-8", "th", "UTF8BIN"},
+                 {"CESU-8", "en", nullptr},
+                 {"UTF-16LE", "en", nullptr},
+                 {"Shift_JIS", "ja", "SJIS2"}};
+    for (const auto & row : cases) {
+        const CollationInfo * found = UTLocale::GetCollationInfoFromCharsetLang(
+            charset(row.charset), row.language != nullptr ? language(row.language) : nullptr);
+        EXPECT_STREQ(found != nullptr ? found->orv_collation_label() : nullptr, row.collation)
+            << row.charset << " " << (row.language != nullptr ? row.language : "none");
+    }
+    EXPECT_EQ(UTLocale::GetCollationInfoFromCharsetLang(nullptr, language("en")), nullptr);
+}
+
+TEST(CollationLookup, LabelsCompareWholeWithCaseIgnored)
+{
+    for (size_t i = 0; i < UTLocale::NUM_COLLATIONS; i++) {
+        std::string label = UTLocale::_collation_info[i]._orv_collation_label;
+        for (char & c : label) {
+            c = static_cast<char>(i % 2 == 0 ? tolower(c) : toupper(c));
+        }
+        EXPECT_EQ(UTLocale::GetCollationInfoFromLabel(label.c_str()), &UTLocale::_collation_info[i]) << label;
+        EXPECT_EQ(UTLocale::GetCollationInfoFromLabel((label + "x").c_str()), nullptr) << label;
+    }
+    EXPECT_EQ(UTLocale::GetCollationInfoFromLabel(""), nullptr);
+    EXPECT_EQ(UTLocale::GetCollationInfoFromLabel("ISO-1"), nullptr) << "filler counts here";
+    EXPECT_EQ(UTLocale::GetCollationInfoFromLabel(nullptr), nullptr);
+    EXPECT_STREQ(UTLocale::GetDefaultCollation()->orv_collation_label(), "ISO_BINENG");
+    EXPECT_TRUE(UTLocale::GetCollationInfoFromLabel("UCA")->IsICUCollation());
+    EXPECT_TRUE(UTLocale::GetDefaultCollation()->IsLegacyCollation());
+}
+
+TEST(CollationSpec, TheFirstParenthesisEndsTheLabelThenTheFirstBrace)
+{
+    const struct {
+        const char * spec;
+        const char * label;
+        const char * opts; // null for none
+    } cases[] = {{"UCA", "UCA", nullptr},
+                 {"UCA(Case=yes)", "UCA", "(Case=yes)"},
+                 {"UCA{x}", "UCA", "{x}"},
+                 {"UCA{x(y)}", "UCA{x", "(y)}"},
+                 {"(", "", "("},
+                 {"", "", nullptr},
+                 {"UCA )", "UCA )", nullptr}};
+    for (const auto & row : cases) {
+        char label[32] = "untouched";
+        const char * opts = "untouched";
+        EXPECT_TRUE(UTLocale::GetCollationLabel(row.spec, label, sizeof label, &opts)) << row.spec;
+        EXPECT_STREQ(label, row.label) << row.spec;
+        EXPECT_STREQ(opts, row.opts) << row.spec;
+    }
+}
+
+TEST(CollationSpec, ALabelThatDoesNotFitIsCutAndRefused)
+{
+    char label[4] = "xyz";
+    EXPECT_TRUE(UTLocale::GetCollationLabel("UCA(Case=yes)", label, sizeof label, nullptr));
+    EXPECT_STREQ(label, "UCA");
+    EXPECT_FALSE(UTLocale::GetCollationLabel("UCAS(Case=yes)", label, sizeof label, nullptr));
+    EXPECT_STREQ(label, "UCA");
+    EXPECT_FALSE(UTLocale::GetCollationLabel("UCAS", label, sizeof label, nullptr));
+    EXPECT_STREQ(label, "UCA");
+    const char * opts = "untouched";
+    EXPECT_FALSE(UTLocale::GetCollationLabel(nullptr, label, sizeof label, &opts));
+    EXPECT_STREQ(label, "");
+    EXPECT_EQ(opts, nullptr);
+}
+
+TEST(LanguagesList, GoesFromTheLastLanguageDownAndNeedsRoomForAll)
+{
+    const LanguageSet set = language("en")->bit() | language("de")->bit() | language("th")->bit();
+    char text[32];
+    EXPECT_TRUE(CollationInfo::GetLanguagesList(text, sizeof text, ", ", set));
+    EXPECT_STREQ(text, "th, de, en");
+    EXPECT_TRUE(CollationInfo::GetLanguagesList(text, sizeof "th, de, en", ", ", set));
+    EXPECT_STREQ(text, "th, de, en");
+    EXPECT_FALSE(CollationInfo::GetLanguagesList(text, sizeof "th, de, en" - 1, ", ", set));
+    EXPECT_STREQ(text, "th, de, e");
+    EXPECT_FALSE(CollationInfo::GetLanguagesList(text, sizeof "th, ", ", ", set));
+    EXPECT_TRUE(CollationInfo::GetLanguagesList(text, sizeof text, ",", 0));
+    EXPECT_STREQ(text, "");
+    EXPECT_TRUE(CollationInfo::GetLanguagesList(text, 1, ",", 0));
+    EXPECT_FALSE(CollationInfo::GetLanguagesList(text, 0, ",", 0));
+    // Bits of no language.
+    EXPECT_TRUE(CollationInfo::GetLanguagesList(text, sizeof text, ",", 0xFC000000U | language("fr")->bit()));
+    EXPECT_STREQ(text, "fr");
+}
+
+int order(const char * a, const char * b)
+{
+    const int result = ORVCollationIterator::compare_collations(UTLocale::GetCollationInfoFromLabel(a),
+                                                                UTLocale::GetCollationInfoFromLabel(b));
+    return (result > 0) - (result < 0);
+}
+
+TEST(CollationOrder, HiddenLastThenNumbersThenNames)
+{
+    const struct {
+        const char * first;
+        const char * second;
+    } cases[] = {{"UTF8BIN", "UTF8"},        // shown, hidden
+                 {"UCA", "1252DEU"},         // shown name, hidden number
+                 {"1252LATIN1", "CESU8BIN"}, // number, name
+                 {"932JPN", "1250POL"},      // by value, not by digit
+                 {"1252BIN", "1252LATIN1"},  // same number, by name
+                 {"874THAIBIN", "932JPN"},   {"EUC_CHINA", "ISO_1"}, {"437LATIN1", "C"}, // both hidden
+                 {"C", "internal"}};
+    for (const auto & row : cases) {
+        EXPECT_EQ(order(row.first, row.second), -1) << row.first << " " << row.second;
+        EXPECT_EQ(order(row.second, row.first), 1) << row.first << " " << row.second;
+        EXPECT_EQ(order(row.first, row.first), 0) << row.first;
+    }
+}
+
+TEST(CollationOrder, SortsTheWholeTableWithoutContradiction)
+{
+    std::vector<const CollationInfo *> rows;
+    ORVCollationIterator collations;
+    while (const CollationInfo * row = collations.next()) {
+        rows.push_back(row);
+    }
+    ASSERT_EQ(rows.size(), UTLocale::num_orv_collations());
+    const auto before = [](const CollationInfo * a, const CollationInfo * b) {
+        return ORVCollationIterator::compare_collations(a, b) < 0;
+    };
+    std::sort(rows.begin(), rows.end(), before);
+    for (size_t i = 0; i < rows.size(); i++) {
+        for (size_t j = i + 1; j < rows.size(); j++) {
+            EXPECT_TRUE(before(rows[i], rows[j]))
+                << rows[i]->orv_collation_label() << " " << rows[j]->orv_collation_label();
+        }
+    }
+}
+
+// Texts that fill their fields to the last byte, as a damaged record can hold them.
+template<size_t N> void fill(char (&field)[N], const char * text)
+{
+    memcpy(field, text, std::min(strlen(text) + 1, N));
+}
+
+a_custom_collation_info record(const char * label, const char * charset_label)
+{
+    a_custom_collation_info info;
+    fill(info.orv_collation_label, label);
+    fill(info.charset_label, charset_label);
+    fill(info.description, "My own order");
+    info.collation_type = LEGACY_COLLATION;
+    for (int i = 0; i < 256; i++) {
+        info.packed.sensitive[i] = static_cast<a_byte>(255 - i);
+        info.packed.flags[i] = static_cast<a_byte>(i ^ 0x5A);
+    }
+    return info;
+}
+
+TEST(CustomCollation, OwnsItsTextsAndTables)
+{
+    a_custom_collation_info info = record("mine", "utf8");
+    fill(info.kep_so_case, "so_case");
+    const a_packed_collation_order packed = info.packed;
+    const CollationInfo custom(&info);
+    info = a_custom_collation_info();
+    EXPECT_STREQ(custom.orv_collation_label(), "mine");
+    EXPECT_STREQ(custom.kep_sensitive_sortorder(), "so_case");
+    EXPECT_STREQ(custom.kep_insensitive_sortorder(), "");
+    EXPECT_STREQ(custom._description, "My own order");
+    EXPECT_EQ(custom.required_charset(), charset("UTF-8"));
+    EXPECT_TRUE(custom.is_custom() && custom.IsLegacyCollation() && !custom.is_hidden());
+    EXPECT_EQ(custom.supported_languages() | custom.default_languages() | custom._description_strid, 0U);
+    ASSERT_NE(custom.get_packed_collation_for_custom_collation(), nullptr);
+    EXPECT_EQ(memcmp(custom.get_packed_collation_for_custom_collation(), &packed, sizeof packed), 0);
+}
+
+TEST(CustomCollation, ABuiltInLabelLendsWhatTheRecordLeavesOpen)
+{
+    a_custom_collation_info info = record("1252deu", "windows-1252");
+    fill(info.kep_so_caseless, "mine");
+    const CollationInfo custom(&info);
+    EXPECT_STREQ(custom.orv_collation_label(), "1252deu");
+    EXPECT_STREQ(custom.kep_sensitive_sortorder(), "dictionary_iso_1");
+    EXPECT_STREQ(custom.kep_insensitive_sortorder(), "mine");
+    EXPECT_EQ(custom.supported_languages(), 5U);
+    EXPECT_EQ(custom.default_languages(), 0U);
+    EXPECT_EQ(custom._description_strid, 13731U);
+    EXPECT_TRUE(custom.is_hidden() && custom.is_custom());
+}
+
+TEST(CustomCollation, TheSystemsOwnCharsetNameGoesFirst)
+{
+    // No row has "cp950" as its own name; row 25 has it first.
+    const a_custom_collation_info any = record("mine", "cp950");
+    EXPECT_EQ(CollationInfo(&any).required_charset(), &UTLocale::_charset_info[25]);
+    // Rows 23 and 39 share "TIS-620"; it is the own name of row 23.
+    const a_custom_collation_info own = record("mine", "TIS-620");
+    EXPECT_EQ(CollationInfo(&own).required_charset(), &UTLocale::_charset_info[23]);
+    const a_custom_collation_info unknown = record("mine", "nonsense");
+    EXPECT_EQ(CollationInfo(&unknown).required_charset(), nullptr);
+    a_custom_collation_info icu = record("mine", "utf8");
+    icu.collation_type = ICU_COLLATION;
+    EXPECT_EQ(CollationInfo(&icu).required_charset(), nullptr);
+    EXPECT_TRUE(CollationInfo(&icu).IsICUCollation());
+}
+
+TEST(CustomCollation, FieldsWithoutATerminatorAreReadToTheirEndOnly)
+{
+    const std::string longest(300, 'A');
+    a_custom_collation_info info = record(longest.c_str(), longest.c_str());
+    fill(info.kep_so_case, longest.c_str());
+    fill(info.kep_so_caseless, longest.c_str());
+    fill(info.description, longest.c_str());
+    const CollationInfo custom(&info);
+    EXPECT_EQ(strlen(custom.orv_collation_label()), 51U);
+    EXPECT_EQ(strlen(custom.kep_sensitive_sortorder()), 51U);
+    EXPECT_EQ(strlen(custom._description), 129U);
+    EXPECT_EQ(custom.required_charset(), nullptr);
+}
+
+TEST(CollationDescription, OnlyACustomOneWithoutAStringIdHasItsOwnText)
+{
+    UTLocale locale;
+    UTLangStringBase no_strings(&locale);
+    const a_custom_collation_info own = record("mine", "utf8");
+    const CollationInfo custom(&own);
+    char text[32] = "untouched";
+    EXPECT_EQ(custom.get_description(no_strings, text, sizeof text), strlen("My own order"));
+    EXPECT_STREQ(text, "My own order");
+    EXPECT_EQ(custom.get_description(no_strings, text, 4), 3U) << "cut";
+    EXPECT_STREQ(text, "My ");
+    EXPECT_EQ(custom.get_description(no_strings, text, 0), 0U);
+    EXPECT_STREQ(text, "My ") << "there is no byte to write to";
+
+    const a_custom_collation_info known = record("UTF8", "utf8");
+    EXPECT_EQ(CollationInfo(&known).get_description(no_strings, text, sizeof text), 0U);
+    EXPECT_EQ(UTLocale::GetDefaultCollation()->get_description(no_strings, text, sizeof text), 0U);
+}
+
+TEST(CustomCollationDeathTest, BuiltInRowsHaveNoTablesOfTheirOwn)
+{
+    EXPECT_DEATH((void)UTLocale::GetDefaultCollation()->get_packed_collation_for_custom_collation(),
+                 "Illegal function call for non-custom collation.\nFile 'utils/locale/utlocale' at line #");
+}
+
+} // namespace

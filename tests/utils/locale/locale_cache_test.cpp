@@ -1,0 +1,271 @@
+#include "utils/locale/utlocale.h"
+
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/scoped_environment.h"
+#include "utils/locale/uticu.h"
+
+// What the caches hold, for a test on one thread.
+struct UTLocaleInspector {
+    // Entries of a bucket, first to last; a broken circle stops the test.
+    static std::vector<const ConversionTable *> bucket(UTLocale & locale, size_t index) ORV_NO_LOCK_ANALYSIS
+    {
+        std::vector<const ConversionTable *> entries;
+        const ConversionTable * head = locale._conversion_tables[index];
+        const ConversionTable * entry = head;
+        while (entry != nullptr) {
+            entries.push_back(entry);
+            EXPECT_EQ(entry->queue.after_me->before_me, &entry->queue);
+            entry = reinterpret_cast<const ConversionTable *>(entry->queue.after_me);
+            if (entry == head || entries.size() > 10000) {
+                break;
+            }
+        }
+        return entries;
+    }
+
+    static size_t entries(UTLocale & locale)
+    {
+        size_t count = 0;
+        for (size_t i = 0; i < UTLocale::NUM_BUCKETS; i++) {
+            count += bucket(locale, i).size();
+        }
+        return count;
+    }
+
+    static uint16 * slot(UTLocale & locale, size_t identifier)
+    {
+        return locale._sbcs_to_utf16 == nullptr ? nullptr : locale._sbcs_to_utf16[identifier];
+    }
+
+    static bool has_slots(UTLocale & locale) { return locale._sbcs_to_utf16 != nullptr; }
+};
+
+namespace {
+
+const CharsetInfo * row(int number)
+{
+    return &UTLocale::_charset_info[number];
+}
+
+uint16 * failed()
+{
+    return reinterpret_cast<uint16 *>(~uintptr_t{0});
+}
+
+TEST(ConversionTable, KeepsAsciiAndTakesTheUpperHalf)
+{
+    a_byte upper[128];
+    for (int i = 0; i < 128; i++) {
+        upper[i] = static_cast<a_byte>(i ^ 0x33);
+    }
+    const ConversionTable table(row(1), row(2), upper);
+    for (int i = 0; i < 256; i++) {
+        EXPECT_EQ(table._map[i], i < 128 ? i : upper[i - 128]) << i;
+    }
+    EXPECT_EQ(table._dest_csinfo, row(1));
+    EXPECT_EQ(table._src_csinfo, row(2));
+    EXPECT_EQ(ConversionTable(row(1), row(2), nullptr)._map, nullptr);
+}
+
+TEST(ByteMaps, PairsThatCanHaveNoMapLeaveNoEntry)
+{
+    UTLocale locale;
+    const CharsetInfo * latin1 = row(1);
+    const CharsetInfo * utf8 = row(53);
+    EXPECT_EQ(locale.GetConversionTable(nullptr, latin1, TRUE, TRUE), nullptr);
+    EXPECT_EQ(locale.GetConversionTable(latin1, nullptr, TRUE, TRUE), nullptr);
+    EXPECT_EQ(locale.GetConversionTable(latin1, latin1, TRUE, TRUE), nullptr);
+    EXPECT_EQ(locale.GetConversionTable(utf8, latin1, TRUE, TRUE), nullptr);
+    EXPECT_EQ(locale.GetConversionTable(latin1, utf8, TRUE, TRUE), nullptr);
+    EXPECT_EQ(UTLocaleInspector::entries(locale), 0U);
+}
+
+TEST(ByteMaps, AFailureIsRememberedOnce)
+{
+    UTLocale locale;
+    for (int i = 0; i < 3; i++) {
+        EXPECT_EQ(locale.GetConversionTable(row(1), row(2), TRUE, TRUE), nullptr);
+        EXPECT_EQ(UTLocaleInspector::entries(locale), 1U);
+    }
+    const auto entries = UTLocaleInspector::bucket(locale, 2);
+    ASSERT_EQ(entries.size(), 1U);
+    EXPECT_EQ(entries[0]->_map, nullptr);
+    EXPECT_EQ(entries[0]->queue.after_me, &entries[0]->queue);
+}
+
+TEST(ByteMaps, TheSourceChoosesTheBucketAndTheNewestGoesFirst)
+{
+    UTLocale locale;
+    // Row 1 has identifier 1, row 32 has 33: one bucket.
+    (void)locale.GetConversionTable(row(2), row(1), TRUE, TRUE);
+    (void)locale.GetConversionTable(row(3), row(32), TRUE, TRUE);
+    (void)locale.GetConversionTable(row(1), row(2), TRUE, TRUE); // the other direction is another pair
+    (void)locale.GetConversionTable(row(4), row(1), TRUE, TRUE);
+    (void)locale.GetConversionTable(row(2), row(1), FALSE, FALSE);
+    const auto entries = UTLocaleInspector::bucket(locale, 1);
+    ASSERT_EQ(entries.size(), 3U);
+    EXPECT_TRUE(entries[0]->_src_csinfo == row(1) && entries[0]->_dest_csinfo == row(4));
+    EXPECT_TRUE(entries[1]->_src_csinfo == row(32) && entries[1]->_dest_csinfo == row(3));
+    EXPECT_TRUE(entries[2]->_src_csinfo == row(1) && entries[2]->_dest_csinfo == row(2));
+    EXPECT_EQ(UTLocaleInspector::bucket(locale, 2).size(), 1U);
+    EXPECT_EQ(UTLocaleInspector::entries(locale), 4U);
+}
+
+TEST(UnicodeMaps, HoldAsciiAndTheRowsUpperHalf)
+{
+    UTLocale locale;
+    EXPECT_FALSE(UTLocaleInspector::has_slots(locale)) << "nothing is made before it is asked for";
+    for (const CharsetInfo & charset : UTLocale::_charset_info) {
+        const uint16 * map = locale.FindOrLoadSBCSToUTF16(&charset);
+        ASSERT_EQ(map != nullptr, charset.max_char_size() == 1) << charset.orv_label();
+        EXPECT_EQ(locale.FindOrLoadSBCSToUTF16(&charset), map) << "made once";
+        for (int i = 0; map != nullptr && i < 256; i++) {
+            EXPECT_EQ(map[i], i < 128 ? i : charset._to_utf16_upper128[i - 128]) << charset.orv_label() << i;
+        }
+    }
+}
+
+TEST(UnicodeMaps, AFailureIsRememberedInItsSlot)
+{
+    UTLocale locale;
+    EXPECT_EQ(locale.FindOrLoadSBCSToUTF16(row(53)), nullptr);
+    EXPECT_EQ(UTLocaleInspector::slot(locale, CSID_UTF8), failed());
+    EXPECT_EQ(locale.FindOrLoadSBCSToUTF16(row(53)), nullptr);
+    EXPECT_EQ(UTLocaleInspector::slot(locale, CSID_UTF8), failed());
+    EXPECT_EQ(UTLocaleInspector::slot(locale, CSID_UTF16LE), nullptr) << "untried";
+}
+
+TEST(UnicodeMaps, RowsOfNoCatalogueAreRefused)
+{
+    UTLocale locale;
+    CharsetInfo stranger = *row(1);
+    stranger._unique_identifier = 58;
+    EXPECT_EQ(locale.FindOrLoadSBCSToUTF16(&stranger), nullptr);
+    EXPECT_EQ(locale.FindOrLoadSBCSToUTF16(nullptr), nullptr);
+    EXPECT_FALSE(UTLocaleInspector::has_slots(locale));
+    // A single-byte row that no source knows.
+    stranger._unique_identifier = 26;
+    stranger._to_utf16_upper128 = nullptr;
+    EXPECT_EQ(locale.FindOrLoadSBCSToUTF16(&stranger), nullptr);
+    EXPECT_EQ(UTLocaleInspector::slot(locale, 26), failed());
+}
+
+TEST(UnicodeMaps, OnlySingleByteRowsHaveAnUpperHalf)
+{
+    UTLocale locale;
+    uint16 map[128];
+    EXPECT_FALSE(locale.GetUnicodeUpper128(map, nullptr));
+    EXPECT_FALSE(locale.GetUnicodeUpper128(map, row(6)));
+    EXPECT_TRUE(locale.GetUnicodeUpper128(map, row(3)));
+    EXPECT_EQ(memcmp(map, row(3)->_to_utf16_upper128, sizeof map), 0);
+}
+
+// Each thread asks for all pairs and all maps, beginning elsewhere than the others. The thread sanitizer
+// watches.
+TEST(LocaleCaches, ManyThreadsThatAskForEverythingGetTheSameTables)
+{
+    constexpr int THREADS = 8;
+    constexpr int ROWS = static_cast<int>(UTLocale::NUM_CHARSETS);
+    UTLocale locale;
+    std::vector<std::vector<const uint16 *>> maps(THREADS, std::vector<const uint16 *>(ROWS));
+    std::atomic<int> waiting{THREADS};
+    const auto ask = [&](int number) {
+        waiting--;
+        while (waiting > 0) {
+            std::this_thread::yield();
+        }
+        for (int i = 0; i < ROWS; i++) {
+            const int at = (i + number * 7) % ROWS;
+            maps[number][at] = locale.FindOrLoadSBCSToUTF16(row(at));
+            for (int j = 0; j < ROWS; j++) {
+                EXPECT_EQ(locale.GetConversionTable(row(at), row((j + number * 11) % ROWS), TRUE, TRUE),
+                          nullptr);
+            }
+            if (maps[number][at] != nullptr) {
+                EXPECT_EQ(maps[number][at]['A'], 'A');
+                EXPECT_EQ(maps[number][at][255], row(at)->_to_utf16_upper128[127]);
+            }
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < THREADS; i++) {
+        threads.emplace_back(ask, i);
+    }
+    for (std::thread & thread : threads) {
+        thread.join();
+    }
+    for (int i = 1; i < THREADS; i++) {
+        EXPECT_EQ(maps[i], maps[0]);
+    }
+    EXPECT_EQ(UTLocaleInspector::entries(locale), 41U * 40U) << "one entry for each pair";
+}
+
+TEST(LocaleLifecycle, CachesStartAgainAfterFini)
+{
+    UTLocale locale;
+    (void)locale.FindOrLoadSBCSToUTF16(row(1));
+    (void)locale.FindOrLoadSBCSToUTF16(row(53));
+    (void)locale.GetConversionTable(row(1), row(2), TRUE, TRUE);
+    (void)locale.GetConversionTable(row(1), row(3), TRUE, TRUE);
+    (void)locale.GetConversionTable(row(3), row(2), TRUE, TRUE);
+    locale.fini();
+    EXPECT_FALSE(UTLocaleInspector::has_slots(locale));
+    EXPECT_EQ(UTLocaleInspector::entries(locale), 0U);
+    locale.init();
+    EXPECT_NE(locale.FindOrLoadSBCSToUTF16(row(1)), nullptr);
+    (void)locale.GetConversionTable(row(1), row(2), TRUE, TRUE);
+    EXPECT_EQ(UTLocaleInspector::entries(locale), 1U);
+}
+
+TEST(LocaleLifecycle, TheCachesLockIsFreeBetweenCalls)
+{
+    UTLocale locale;
+    (void)locale.GetConversionTable(row(1), row(2), TRUE, TRUE);
+    (void)locale.FindOrLoadSBCSToUTF16(row(1));
+    locale.get();
+    EXPECT_NE(locale.FindOrLoadSBCSToUTF16(row(1)), nullptr) << "a map that is there needs no lock";
+    locale.give();
+    locale.get();
+    locale.give();
+}
+
+TEST(LocaleLifecycle, WhatIsDiscoveredStays)
+{
+    const ScopedLocaleEnvironment environment;
+    environment.set("LANG", "en_US.UTF-8");
+    environment.set("VXCHARSET", "nonsense");
+    environment.set("VXLANG", "ja");
+    UTLocale locale;
+    environment.set("LANG", "de_DE@euro");
+    environment.set("VXCHARSET", nullptr);
+    environment.set("VXLANG", nullptr);
+    EXPECT_EQ(locale.OSCharset(), row(1));
+    EXPECT_EQ(locale.TrueOSCharset(), row(53));
+    EXPECT_STREQ(locale.OSLanguage()->iso_label(), "ja");
+    EXPECT_STREQ(locale.English()->iso_label(), "en");
+    EXPECT_EQ(locale.AsciiCharset(), row(0));
+    EXPECT_EQ(locale.UTF8(), row(53));
+    EXPECT_EQ(locale.UTF16LE(), row(54));
+    EXPECT_EQ(locale.UTF16BE(), row(55));
+    EXPECT_EQ(locale.UTF16PE(), row(54));
+    EXPECT_EQ(locale.UTF16OE(), row(55));
+    EXPECT_EQ(locale.CESU8(), row(56));
+    EXPECT_EQ(UTLocale::FindOSCharset(TRUE), row(17)) << "new discoveries see the change";
+}
+
+TEST(LocaleLifecycle, WithoutAnIcuBuildNothingIsSupportedAndNothingIsMissing)
+{
+    UTLocale locale;
+    EXPECT_FALSE(locale.ICUIsSupported());
+    EXPECT_FALSE(locale.ICUVersionMismatch());
+    EXPECT_EQ(locale.icu().ORVGetICUDataset(), ICU_DATASET_NONE);
+}
+
+} // namespace
