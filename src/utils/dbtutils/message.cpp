@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <limits>
 
 #include "tasks/orvtasks.h"
 #include "utils/etc/critsect.h"
@@ -87,12 +88,18 @@ void drop_buffer() ORV_REQUIRES(MessageCriticalSect)
     ErrBuffer.buffer = nullptr;
 }
 
+// Makes a buffer that is larger than the last one, if there is none. Without memory the size starts over, so that a
+// text too long for this process doesn't cost the reports behind it their buffer.
 bool have_buffer(uint32 len_of_text) ORV_REQUIRES(MessageCriticalSect)
 {
-    if (ErrBuffer.buffer == nullptr) {
-        ErrBuffer.len += std::max(len_of_text, first_buffer_size);
-        ErrBuffer.buffer = static_cast<char *>(ut_alloc(ErrBuffer.len));
+    if (ErrBuffer.buffer != nullptr) {
+        return true;
     }
+    const uint64 size = uint64{ErrBuffer.len} + std::max(len_of_text, first_buffer_size);
+    if (size <= std::numeric_limits<uint32>::max()) {
+        ErrBuffer.buffer = static_cast<char *>(ut_alloc(size));
+    }
+    ErrBuffer.len = ErrBuffer.buffer != nullptr ? static_cast<uint32>(size) : 0;
     return ErrBuffer.buffer != nullptr;
 }
 
@@ -139,8 +146,7 @@ public:
         (void)ut_safe_pthread_mutex_init(&MessageCriticalSect, nullptr);
         (void)pthread_atfork(messages_atfork_prefork, messages_atfork_postfork_parent,
                              messages_atfork_postfork_child);
-        ErrBuffer.buffer = static_cast<char *>(ut_alloc(first_buffer_size));
-        ErrBuffer.len = ErrBuffer.buffer != nullptr ? first_buffer_size : 0;
+        (void)have_buffer(0); // the first report tries again
     }
 
     ~DoInitMessages() ORV_NO_LOCK_ANALYSIS
