@@ -1,0 +1,267 @@
+#include <gtest/gtest.h>
+
+#include <cstdarg>
+#include <cstring>
+#include <cwchar>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "reference/template_model.h"
+#include "utils/lang/utlangstring.h"
+
+namespace {
+
+// The wide form has no variadic shape of its own.
+size_t format_wide(wchar_t * output, size_t bytes, const wchar_t * format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    const size_t length = UTLangStringBase::VFormatMiscStr(output, bytes, format, args, nullptr, nullptr);
+    va_end(args);
+    return length;
+}
+
+template<typename... Args> std::string formatted(const char * format, Args... args)
+{
+    char text[256];
+    const size_t length = UTLangStringBase::FormatMiscStr(text, sizeof(text), format, args...);
+    EXPECT_EQ(length, std::strlen(text)) << format;
+    return text;
+}
+
+const char * const null_string = nullptr;
+
+} // namespace
+
+TEST(Template, StringsFollowTheirNumbersNotTheirPlaces)
+{
+    const struct {
+        const char * format;
+        const char * text;
+    } rows[] = {
+        {"%2 %1", "B A"},        {"%2", "B"},         {"%1 %1", "%1 A"}, // the last place of a number counts
+        {"%1!d! %1", "%1!d! A"},                                     // also when the earlier one has a tag
+        {"%1!s!%2!at!", "AB"},   {"%1!x!", "A!x!"},                  // an unknown tag is text
+        {"%1!s", "A!s"},                                             // and so is one that isn't whole
+        {"%1!", "A!"},           {"%1!!s!", "A!!s!"}, {"%19", "A9"}, // one digit names an argument
+        {"%%1 %2", "%1 B"},                       // a doubled percent sign ends before the digit
+        {"%%%1", "%A"},          {"%0%1", "%0A"}, // 0 names none
+        {"%1%", "A%"},           {"100%", "100%"},    {"100%%", "100%"}, {"%%%", "%%"},
+        {"%%%%", "%%"},          {"%a %", "%a %"},    {"", ""},
+    };
+    for (const auto & row : rows) {
+        EXPECT_EQ(formatted(row.format, "A", "B"), row.text) << row.format;
+    }
+}
+
+TEST(Template, TagsTellTheWidthAndTheForm)
+{
+    EXPECT_EQ(formatted("%1!d! %2!ld!", -5, int32{INT32_MIN}), "-5 -2147483648");
+    EXPECT_EQ(formatted("%1!u! %2!lu!", -5, UINT32_MAX), "4294967291 4294967295");
+    EXPECT_EQ(formatted("%1!lld! %2!d!", int64{INT64_MIN}, 7), "-9223372036854775808 7");
+    EXPECT_EQ(formatted("%1!llu! %2!c!", uint64{UINT64_MAX}, 'x'), "18446744073709551615 x");
+    EXPECT_EQ(formatted("%1!4x! %2!8x! %3!8x!", 0x12345, 255, 0xFEDCBA98u), "2345 000000ff fedcba98");
+    EXPECT_EQ(formatted("<%1!c!>", '\0'), "<>");
+}
+
+TEST(Template, NineArgumentsReachTheirPlacesFromRegistersAndStack)
+{
+    EXPECT_EQ(formatted("%9!d! %8!lld! %7 %6!c! %5!u! %4!llu! %3 %2!8x! %1!d!", 1, 2u, "three", uint64{4}, 5u,
+                        '6', "seven", int64{8}, 9),
+              "9 8 seven 6 5 4 three 00000002 1");
+    EXPECT_EQ(formatted("%9!d! %3", 1, 2, "three", 4, 5, 6, 7, 8, 9), "9 three"); // unused ones are skipped
+}
+
+TEST(Template, MissingStringsShowAsQuestionMarks)
+{
+    EXPECT_EQ(formatted("%1 %2!s! %3!at!", null_string, null_string, null_string), "??? ??? ???");
+    wchar_t wide[64];
+    EXPECT_EQ(format_wide(wide, sizeof(wide), L"[%1]", static_cast<const wchar_t *>(nullptr)), 5u);
+    EXPECT_STREQ(wide, L"[???]");
+}
+
+TEST(Template, CutLeavesTheTerminatorAndNothingBehindIt)
+{
+    const std::string whole = "ab12345c%xyz";
+    for (size_t size = 1; size <= whole.size() + 3; ++size) {
+        for (const char fill : {'\x55', '\xAA'}) {
+            // A heap block of the exact size shows a sanitizer every byte too many.
+            const std::unique_ptr<char[]> block(new char[size]);
+            std::memset(block.get(), fill, size);
+            const size_t length =
+                UTLangStringBase::FormatMiscStr(block.get(), size, "ab%1!d!c%%%2", 12345, "xyz");
+            EXPECT_EQ(length, std::min(size - 1, whole.size()));
+            EXPECT_EQ(std::string(block.get()), whole.substr(0, length));
+            for (size_t i = length + 1; i < size; ++i) {
+                EXPECT_EQ(block[i], fill);
+            }
+        }
+    }
+}
+
+TEST(WideTemplate, TextEndsFourCharactersBeforeTheBuffer)
+{
+    const struct {
+        size_t bytes;
+        const wchar_t * text;
+    } rows[] = {
+        {4, L""},    {7, L""},       {16, L""},       {19, L""},        {20, L"1"},       {23, L"1"},
+        {24, L"12"}, {36, L"12345"}, {40, L"12345/"}, {44, L"12345/x"}, {48, L"12345/x"},
+    };
+    for (const auto & row : rows) {
+        std::vector<wchar_t> buffer(row.bytes / sizeof(wchar_t), L'#');
+        const size_t length = format_wide(buffer.data(), row.bytes, L"%1!d!/%2", 12345, L"x");
+        EXPECT_EQ(length, std::wcslen(row.text)) << row.bytes;
+        EXPECT_STREQ(buffer.data(), row.text) << row.bytes;
+    }
+}
+
+TEST(WideTemplate, BufferWithoutRoomForATerminatorIsLeftAlone)
+{
+    wchar_t buffer = L'#';
+    EXPECT_EQ(format_wide(&buffer, 3, L"text"), 0u);
+    EXPECT_EQ(buffer, L'#');
+}
+
+TEST(ArrayTemplate, FirstNullEndsTheArray)
+{
+    const char * const strings[] = {"A", nullptr, "never read"};
+    const struct {
+        const char * format;
+        const char * const * strings;
+        const char * text;
+    } rows[] = {
+        {"%1", strings, "A"},
+        {"%2 %1", strings, "??? A"},
+        {"%3 %1", strings, "??? A"},
+        {"%1!s! %2!s!", strings, "A ???"},
+        {"%1 %2", nullptr, "??? ???"},
+        {"%1!at! %2!d!", strings, "??? 0"}, // other types than strings aren't filled
+        {"none", nullptr, "none"},
+    };
+    for (const auto & row : rows) {
+        char text[64];
+        (void)UTLangStringBase::ArrayFormatMiscStr(text, sizeof(text), row.format, row.strings, nullptr,
+                                                   nullptr);
+        EXPECT_STREQ(text, row.text) << row.format;
+    }
+}
+
+TEST(PackedTemplate, StringsEndWithTheirBytes)
+{
+    using namespace std::string_literals;
+    const struct {
+        const char * format;
+        std::string args;
+        const char * text;
+    } rows[] = {
+        {"%2 %1", "A\0B\0"s, "B A"},
+        {"%1|%2|%3", "A\0\0C\0"s, "A||C"}, // an empty string is a string
+        {"%1 %2", "A\0B"s, "A ???"},       // without its terminator it isn't one
+        {"%1", ""s, "???"},
+        {"%9",
+         "1\0"
+         "2\0"
+         "3\0"
+         "4\0"
+         "5\0"
+         "6\0"
+         "7\0"
+         "8\0"
+         "9\0"
+         "10\0"
+         "11\0"s,
+         "9"},
+    };
+    for (const auto & row : rows) {
+        const std::vector<char> args(row.args.begin(), row.args.end());
+        char text[64];
+        (void)UTLangStringBase::SQLFormatMiscStr(text, sizeof(text), row.format, args.data(), args.size(),
+                                                 nullptr, nullptr);
+        EXPECT_STREQ(text, row.text) << row.format;
+    }
+    char text[8];
+    EXPECT_EQ(UTLangStringBase::SQLFormatMiscStr(text, sizeof(text), "%1", nullptr, 0, nullptr, nullptr), 3u);
+}
+
+namespace {
+
+// Every argument is a string whose address serves as the number, too: both are read from the same slot.
+class RandomTemplates : public testing::Test {
+protected:
+    std::string next_format()
+    {
+        static constexpr const char * pieces[] = {"%",    "%%",   "%0",    "%1",   "%2",    "%3",    "%4",
+                                                  "%5",   "%9",   "!d!",   "!s!",  "!c!",   "!u!",   "!ld!",
+                                                  "!lu!", "!at!", "!4x!",  "!8x!", "!lld!", "!llu!", "!x!",
+                                                  "!",    "1",    "text ", "d"};
+        std::string format;
+        for (size_t count = _random() % 14; count != 0; --count) {
+            format += pieces[_random() % std::size(pieces)];
+        }
+        return format;
+    }
+
+    template<typename Ch> static a_model_arguments model_arguments(const std::basic_string<Ch> (&strings)[9])
+    {
+        a_model_arguments arguments;
+        for (size_t i = 0; i < arguments.size(); ++i) {
+            arguments[i].text.assign(strings[i].begin(), strings[i].end());
+            arguments[i].bits = reinterpret_cast<std::uintptr_t>(strings[i].c_str());
+        }
+        return arguments;
+    }
+
+    // A character that isn't ASCII has no wide form in the C locale.
+    static bool has_plain_characters(const std::string & text)
+    {
+        return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<signed char>(c) > 0; });
+    }
+
+    std::mt19937 _random{20261122};
+};
+
+} // namespace
+
+TEST_F(RandomTemplates, NarrowFormAgreesWithTheModel)
+{
+    const std::string s[9] = {"one", "", "%3!d!", "a longer text for the fourth", "5", "six", "7", "8", "%%"};
+    const a_model_arguments arguments = model_arguments(s);
+    for (int round = 0; round < 20000; ++round) {
+        const std::string format = next_format();
+        const std::string whole = model_format(format, arguments);
+        const size_t size = 1 + _random() % (whole.size() + 4);
+        const std::unique_ptr<char[]> text(new char[size]);
+        const size_t length = UTLangStringBase::FormatMiscStr(
+            text.get(), size, format.c_str(), s[0].c_str(), s[1].c_str(), s[2].c_str(), s[3].c_str(),
+            s[4].c_str(), s[5].c_str(), s[6].c_str(), s[7].c_str(), s[8].c_str());
+        ASSERT_EQ(std::string(text.get()), whole.substr(0, size - 1)) << format;
+        ASSERT_EQ(length, std::min(whole.size(), size - 1)) << format;
+    }
+}
+
+TEST_F(RandomTemplates, WideFormAgreesWithTheModel)
+{
+    const std::wstring s[9] = {L"one", L"",  L"%3!d!", L"a longer text for the fourth", L"5", L"six",
+                               L"7",   L"8", L"%%"};
+    const a_model_arguments arguments = model_arguments(s);
+    for (int round = 0; round < 20000; ++round) {
+        const std::string format = next_format();
+        const std::string whole = model_format(format, arguments);
+        if (!has_plain_characters(whole)) {
+            continue;
+        }
+        const size_t units = 1 + _random() % (whole.size() + 8);
+        const size_t room = units > 4 ? units - 4 : 0;
+        std::vector<wchar_t> text(units);
+        const size_t length = format_wide(text.data(), units * sizeof(wchar_t) + _random() % sizeof(wchar_t),
+                                          std::wstring(format.begin(), format.end()).c_str(), s[0].c_str(),
+                                          s[1].c_str(), s[2].c_str(), s[3].c_str(), s[4].c_str(),
+                                          s[5].c_str(), s[6].c_str(), s[7].c_str(), s[8].c_str());
+        const std::string expected = whole.substr(0, room);
+        ASSERT_EQ(std::wstring(text.data()), std::wstring(expected.begin(), expected.end())) << format;
+        ASSERT_EQ(length, expected.size()) << format;
+    }
+}
