@@ -35,8 +35,8 @@ private:
     void Block();
     void Restore() const;
 
-    sigset_t _host_mask; // of the outermost guard only: the thread's mask as the host had it
-    bool _host_pending;  // of the outermost guard only: a SIGPIPE of the host's own was waiting
+    sigset_t _host_mask;        // of the outermost guard only: the thread's mask as the host had it
+    bool _host_pending = false; // of the outermost guard only: a SIGPIPE of the host's own was waiting
 };
 
 // For the time that code of the host runs inside a guard: puts the host's own mask back, and blocks SIGPIPE

@@ -1,0 +1,650 @@
+#include "remote/socks.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "remote/fake_sock.h"
+
+namespace {
+
+using lines = std::vector<std::string>;
+
+struct sock_ender {
+    void operator()(a_sock * sock) const
+    {
+        SocketClose(sock);
+        SocketFini(sock);
+    }
+};
+using sock_ptr = std::unique_ptr<a_sock, sock_ender>;
+
+struct listen_ender {
+    void operator()(a_listen_sock * sock) const { ListenSockFini(sock); }
+};
+using listen_ptr = std::unique_ptr<a_listen_sock, listen_ender>;
+
+char service[] = "SMTP";
+
+sock_ptr open_sock(fake_sock & fake)
+{
+    sock_ptr sock(SocketInit(fake.info, "10.0.0.1"));
+    uint16 port = 25;
+    EXPECT_EQ(SocketOpen(sock.get(), service, &port, FALSE), TRUE);
+    fake.log.clear();
+    return sock;
+}
+
+// --- Reports
+
+TEST(SockErrors, EveryCodeIsReportedByTheFirstRowThatHasIt)
+{
+    const struct {
+        int code;
+        const char * text;
+    } rows[] = {
+        {9, "> Error: Bad file number."},
+        {103, "> Error: Software caused connection abort."},
+        {88, "> Error: Socket operation on non-socket."},
+        {95, "> Error: Operation not supported on socket."},
+        {11, "> Error: Resource temporarily unavailable."},
+        {4, "> Error: interrupted system call."},
+        {63, "> Error: out of streams resources."},
+        {22, "> Error: Invalid argument."},
+        {24, "> Error: Too many open files."},
+        {23, "> Error: File table overflow."},
+        {12, "> Error: Not enough core."},
+        {105, "> Error: No buffer space available."},
+        {71, "> Error: Protocol error."},
+        {99, "> Error: Can't assign requested address."},
+        {98, "> Error: Address already in use."},
+        {13, "> Error: Permission denied."},
+        {97, "> Error: Address family not supported by protocol family."},
+        {114, "> Error: operation already in progress."},
+        {111, "> Error: Connection refused."},
+        {115, "> Error: operation now in progress."},
+        {106, "> Error: Socket is already connected."},
+        {101, "> Error: Network is unreachable."},
+        {91, "> Error: Protocol wrong type for socket."},
+        {110, "> Error: Connection timed out."},
+        {1, "> Error: Authoritive Answer Host not found."},
+        {2, "> Error: Non-Authoritive Host not found, or SERVERFAIL."},
+        {3, "> Error: Non recoverable errors, FORMERR, REFUSED, NOTIMP."},
+        {89, "> Error: Destination address required."},
+        {104, "> Error: Connection reset by peer."},
+        {107, "> Error: Socket is not connecte."},
+        {5, "> Error: I/O error."},
+        {90, "> Error: Message too long."},
+        {32, "> Error: Broken pipe."},
+        {100, "> Error: Network is down."},
+        {93, "> Error: Protocol not supported."},
+        {133, "> (none)"}, // language string 6691, and no language files are open here
+    };
+    fake_sock fake;
+    const sock_ptr sock = open_sock(fake);
+    char buf[4];
+    for (const auto & row : rows) {
+        fake.incoming = {{"", row.code}};
+        EXPECT_LT(SocketReceive(sock.get(), buf, sizeof(buf)), 0) << row.code;
+        EXPECT_EQ(fake.take_log(), (lines{"recv 4", row.text})) << row.code;
+    }
+    EXPECT_EQ(SocketError[7].error, 4);
+    EXPECT_STREQ(SocketError[7].msg, "Error: Valid name, no data record of requested type.");
+    EXPECT_EQ(SocketError[36].msg, nullptr);
+}
+
+// --- Resolving
+
+TEST(SockInit, NameDecidesBetweenAddressAndLookUp)
+{
+    const struct {
+        const char * name;
+        const char * address; // null: no object
+        lines log;
+    } rows[] = {
+        {"10.1.2.4", "10.1.2.4", {"inet_addr 10.1.2.4"}},
+        {"7", "0.0.0.7", {"inet_addr 7"}},
+        {"", nullptr, {"inet_addr ", "> Error: Invalid argument."}},
+        {"1..2", nullptr, {"inet_addr 1..2", "> Error: Invalid argument."}},
+        {"255.255.255.255", nullptr, {"inet_addr 255.255.255.255", "> Error: Invalid argument."}},
+        {"10.1.2.4a", "10.1.2.3", {"> gethostbyname 10.1.2.4a", "gethostbyname 10.1.2.4a"}},
+        {"mail", "10.1.2.3", {"> gethostbyname mail", "gethostbyname mail"}},
+    };
+    for (const auto & row : rows) {
+        fake_sock fake(TRUE);
+        a_sock * sock = SocketInit(fake.info, row.name);
+        EXPECT_EQ(fake.log, row.log) << row.name;
+        ASSERT_EQ(sock != nullptr, row.address != nullptr) << row.name;
+        if (sock != nullptr) {
+            EXPECT_STREQ(inet_ntoa(sock->sin_addr), row.address);
+            EXPECT_EQ(SocketIsClosed(sock), TRUE);
+            EXPECT_EQ(sock->sock_info, fake.info);
+            EXPECT_EQ(sock->pending_data + sock->extra_data, 0U);
+            SocketFini(sock);
+        }
+    }
+}
+
+TEST(SockInit, UnknownHostIsReportedByErrnoAndTraceIsCutAt255)
+{
+    fake_sock fake(TRUE);
+    fake.host_known = false;
+    const std::string name(300, 'h');
+    EXPECT_EQ(SocketInit(fake.info, name.c_str()), nullptr);
+    EXPECT_EQ(fake.log, (lines{("> gethostbyname " + name).substr(0, 2 + 255), "gethostbyname " + name,
+                               "> Error: Network is unreachable."}));
+}
+
+TEST(LocalHost, OfficialNameOrReport)
+{
+    const std::string own(255, 'n');
+    char name[256];
+    fake_sock fake(TRUE);
+    GetLocalHost(fake.info, name, sizeof(name));
+    EXPECT_STREQ(name, "host.example");
+    EXPECT_EQ(fake.take_log(), (lines{"> gethostname", "gethostname 256",
+                                      ("> gethostbyname " + own).substr(0, 257), "gethostbyname " + own}));
+    GetLocalHost(fake.info, name, 5);
+    EXPECT_STREQ(name, "host");
+    fake.log.clear();
+
+    fake.host_known = false;
+    GetLocalHost(fake.info, name, sizeof(name));
+    EXPECT_STREQ(name, "");
+    EXPECT_EQ(fake.take_log().back(), "> Error: Network is unreachable.");
+
+    fake.gethostname_code = EINVAL;
+    GetLocalHost(fake.info, name, sizeof(name));
+    EXPECT_STREQ(name, "");
+    EXPECT_EQ(fake.take_log(), (lines{"> gethostname", "gethostname 256", "> Error: Invalid argument."}));
+}
+
+// --- Opening and closing
+
+TEST(SockOpen, CallsAndTraceInTheirOrder)
+{
+    fake_sock fake(TRUE);
+    const sock_ptr sock(SocketInit(fake.info, "10.0.0.1"));
+    sock->pending_data = 3;
+    sock->extra_data = 4;
+    fake.log.clear();
+    uint16 port = 25;
+    ASSERT_EQ(SocketOpen(sock.get(), service, &port, FALSE), TRUE);
+    EXPECT_EQ(fake.take_log(), (lines{"> socket", "socket 2 1 0", "getprotobyname SMTP", "> connect SMTP",
+                                      "> port 25", "connect 2 10.0.0.1:25 16", "getsockname 1001 16"}));
+    EXPECT_EQ(SocketIsClosed(sock.get()), FALSE);
+    EXPECT_EQ(sock->pending_data + sock->extra_data, 0U);
+    EXPECT_EQ(fake.info->local_addr.sin_addr.s_addr, htonl(0x7f000001));
+
+    // The address of the first connection stays.
+    SocketClose(sock.get());
+    fake.log.clear();
+    ASSERT_EQ(SocketOpen(sock.get(), nullptr, &port, FALSE), TRUE);
+    EXPECT_EQ(fake.take_log(),
+              (lines{"> socket", "socket 2 1 0", "> connect ", "> port 25", "connect 2 10.0.0.1:25 16"}));
+}
+
+TEST(SockOpen, ProtocolDatabaseOverridesThePortForTheCallerToo)
+{
+    fake_sock fake;
+    fake.protocol = service;
+    const sock_ptr sock(SocketInit(fake.info, "10.0.0.1"));
+    fake.log.clear();
+    uint16 port = 25;
+    ASSERT_EQ(SocketOpen(sock.get(), service, &port, FALSE), TRUE);
+    EXPECT_EQ(port, 99);
+    EXPECT_EQ(fake.log[2], "connect 2 10.0.0.1:99 16");
+}
+
+TEST(SockOpen, FailureLeavesNoDescriptorAndReportsTheCodeOfTheFailedCall)
+{
+    fake_sock fake(TRUE);
+    const sock_ptr sock(SocketInit(fake.info, "10.0.0.1"));
+    uint16 port = 25;
+    for (const a_bool quiet : {FALSE, TRUE}) {
+        fake.log.clear();
+        fake.connect_codes = {ECONNREFUSED};
+        EXPECT_EQ(SocketOpen(sock.get(), service, &port, quiet), FALSE);
+        EXPECT_EQ(SocketIsClosed(sock.get()), TRUE);
+        lines expected = {"> socket",       "socket 2 1 0", "getprotobyname SMTP",
+                          "> connect SMTP", "> port 25",    "connect 2 10.0.0.1:25 16",
+                          "> closesocket",  "close 1001",   "> Error: Connection refused."};
+        expected.resize(expected.size() - quiet);
+        EXPECT_EQ(fake.take_log(), expected);
+
+        fake.socket_code = EMFILE;
+        EXPECT_EQ(SocketOpen(sock.get(), service, &port, quiet), FALSE);
+        fake.socket_code = 0;
+        expected = {"> socket", "socket 2 1 0", "> Error: Too many open files."};
+        expected.resize(expected.size() - quiet);
+        EXPECT_EQ(fake.take_log(), expected);
+        EXPECT_EQ(SocketIsClosed(sock.get()), TRUE);
+    }
+    EXPECT_EQ(fake.info->local_addr.sin_addr.s_addr, 0U);
+}
+
+TEST(SockClose, SecondCloseIsTracedButClosesNothing)
+{
+    fake_sock fake(TRUE);
+    const sock_ptr sock = open_sock(fake);
+    SocketString(sock.get(), "kept");
+    SocketClose(sock.get());
+    SocketClose(sock.get());
+    EXPECT_EQ(fake.take_log(), (lines{"> closesocket", "close 1001", "> closesocket"}));
+    EXPECT_EQ(sock->pending_data, 4U);
+}
+
+TEST(SockRetries, AttemptsAndWaits)
+{
+    const struct {
+        int max_retries;
+        int failures;
+        a_bool result;
+        size_t attempts;
+    } rows[] = {{-1, 0, FALSE, 0}, {0, 1, FALSE, 1}, {0, 0, TRUE, 1}, {3, 9, FALSE, 4}, {3, 2, TRUE, 3}};
+    for (const auto & row : rows) {
+        fake_sock fake;
+        const sock_ptr sock(SocketInit(fake.info, "10.0.0.1"));
+        fake.connect_codes = std::deque<int>(row.failures, ETIMEDOUT);
+        uint16 port = 25;
+        fake.log.clear();
+        EXPECT_EQ(SocketOpenWithRetries(sock.get(), service, &port, row.max_retries, 0), row.result);
+        const auto count = [&](const char * line) {
+            return static_cast<size_t>(std::count(fake.log.begin(), fake.log.end(), line));
+        };
+        EXPECT_EQ(count("socket 2 1 0"), row.attempts);
+        EXPECT_EQ(count("> Error: Connection timed out."), row.attempts - (row.result ? 1 : 0));
+        EXPECT_EQ(count("> (none)"), 0U); // no wait, so nothing is said of one
+    }
+}
+
+volatile sig_atomic_t alarms = 0;
+
+TEST(SockRetries, SignalsDoNotShortenTheSleep)
+{
+    fake_sock fake;
+    const sock_ptr sock(SocketInit(fake.info, "10.0.0.1"));
+    fake.connect_codes = {ETIMEDOUT};
+    struct sigaction action = {};
+    struct sigaction before = {};
+    action.sa_handler = [](int) { alarms = alarms + 1; };
+    sigaction(SIGALRM, &action, &before);
+    const itimerval every_70_ms = {{0, 70000}, {0, 70000}};
+    setitimer(ITIMER_REAL, &every_70_ms, nullptr);
+
+    fake.log.clear();
+    uint16 port = 25;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(SocketOpenWithRetries(sock.get(), service, &port, 1, 1), TRUE);
+    const auto slept = std::chrono::steady_clock::now() - start;
+
+    const itimerval never = {};
+    setitimer(ITIMER_REAL, &never, nullptr);
+    sigaction(SIGALRM, &before, nullptr);
+    EXPECT_GT(alarms, 2);
+    EXPECT_GE(slept, std::chrono::seconds(1));
+    EXPECT_LT(slept, std::chrono::seconds(10));
+    // The failure, then the message about the wait (no language files are open), then the next attempt.
+    EXPECT_EQ(fake.log[4], "> Error: Connection timed out.");
+    EXPECT_EQ(fake.log[5], "> (none)");
+    EXPECT_EQ(fake.log[6], "socket 2 1 0");
+}
+
+// --- Sending
+
+TEST(SockString, LastByteOfTheBufferBelongsToTheTerminator)
+{
+    fake_sock fake;
+    const sock_ptr sock = open_sock(fake);
+    SocketString(sock.get(), std::string(500, 'a').c_str());
+    SocketString(sock.get(), "bbbbbbbbbbbb"); // 12: with its terminator one too many
+    EXPECT_EQ(fake.take_log(), lines{"> Line is too long to send"});
+    EXPECT_EQ(sock->pending_data, 500U);
+    EXPECT_EQ(sock->send[500], '\0');
+    SocketString(sock.get(), "ccccccccccc");
+    EXPECT_EQ(sock->pending_data, 511U);
+    EXPECT_EQ(sock->send[511], '\0');
+    SocketString(sock.get(), "");
+    EXPECT_TRUE(fake.take_log().empty());
+    EXPECT_EQ(SocketFlush(sock.get()), TRUE);
+    EXPECT_EQ(fake.sent, std::string(500, 'a') + "ccccccccccc");
+    EXPECT_EQ(fake.take_log(), lines{"send 511"});
+}
+
+TEST(SockSend, GoesOnBehindAPartialSend)
+{
+    fake_sock fake;
+    fake.send_at_once = 3;
+    const sock_ptr sock = open_sock(fake);
+    EXPECT_EQ(SocketSend(sock.get(), "abcdefgh", 8), TRUE);
+    EXPECT_EQ(fake.sent, "abcdefgh");
+    EXPECT_EQ(fake.take_log(), (lines{"send 8", "send 5", "send 2"}));
+    EXPECT_EQ(SocketSend(sock.get(), "abcdefgh", 0), TRUE);
+    EXPECT_EQ(SocketFlush(sock.get()), TRUE);
+    EXPECT_TRUE(fake.log.empty());
+}
+
+TEST(SockSend, FailureIsReportedOnceAndNothingStaysPending)
+{
+    for (const int code : {EPIPE, EINTR, ECONNRESET}) {
+        fake_sock fake;
+        fake.send_limit = 3;
+        fake.send_code = code;
+        const sock_ptr sock = open_sock(fake);
+        SocketString(sock.get(), "QUIT\r\n");
+        EXPECT_EQ(SocketFlush(sock.get()), FALSE);
+        EXPECT_EQ(sock->pending_data, 0U);
+        EXPECT_EQ(SocketIsClosed(sock.get()), FALSE);
+        EXPECT_EQ(fake.log.size(), 3U) << code; // two sends and the report: no call is made again
+        fake.log.clear();
+        EXPECT_EQ(SocketFlush(sock.get()), TRUE);
+        EXPECT_TRUE(fake.log.empty());
+    }
+}
+
+TEST(SockTrace, CommandIsTracedWithoutTheLineEndThatFollows)
+{
+    for (const a_bool debug : {FALSE, TRUE}) {
+        fake_sock fake(debug);
+        const sock_ptr sock = open_sock(fake);
+        SocketString(sock.get(), "HELO ");
+        SocketString(sock.get(), "me");
+        debug_outgoing(sock.get());
+        SocketString(sock.get(), "\r\n");
+        EXPECT_EQ(fake.take_log(), debug ? lines{"> HELO me"} : lines{});
+        SocketPurgePending(sock.get());
+        EXPECT_EQ(SocketFlush(sock.get()), TRUE);
+        EXPECT_TRUE(fake.sent.empty());
+    }
+}
+
+// --- Receiving
+
+struct a_line_row {
+    const char * fault;
+    std::string input;
+    unsigned int capacity;
+    lines results; // lines, "!" for a failure
+    lines reports;
+};
+
+const std::string nul(1, '\0');
+
+const a_line_row line_rows[] = {
+    {"empty line", "\r\n", 512, {""}, {}},
+    {"two lines at once", "one\r\ntwo\r\n", 512, {"one", "two"}, {}},
+    {"run of CR and LF", "abc\r\r\n", 512, {"abc"}, {}},
+    {"bare LF in front of the end", "abc\n\r\n", 512, {"abc"}, {}},
+    {"bare CR and LF inside", "a\rb\nc\n\rd\r\n", 512, {"a\rb\nc\n\rd"}, {}},
+    {"nothing but CR and LF", "\r\r\n\n\r\n", 512, {"", ""}, {}},
+    {"zero bytes", nul + "a" + nul + "\r\n" + nul + "\r\n", 512, {nul + "a" + nul, nul}, {}},
+    {"line that just fits", std::string(510, 'x') + "\r\n", 512, {std::string(510, 'x')}, {}},
+    {"line one too long",
+     std::string(511, 'x') + "\r\n",
+     512,
+     {"!"},
+     {"> Line is too long, buffer overflow"}},
+    {"CR LF torn by the capacity", "abc\r\n", 4, {"!"}, {"> Line is too long, buffer overflow"}},
+    {"capacity of nothing", "\r\n", 0, {"!"}, {"> Line is too long, buffer overflow"}},
+    {"peer closes inside a line", "abc\r\ndef", 512, {"abc", "!"}, {}},
+    {"peer closes between CR and LF", "abc\r", 512, {"!"}, {}},
+};
+
+// The reports among the lines of a log.
+lines reports_of(const lines & log)
+{
+    lines reports;
+    std::copy_if(log.begin(), log.end(), std::back_inserter(reports),
+                 [](const std::string & line) { return line[0] == '>'; });
+    return reports;
+}
+
+void check_lines(const a_line_row & row, fake_sock & fake)
+{
+    const sock_ptr sock = open_sock(fake);
+    for (const std::string & expected : row.results) {
+        // A block without a byte to spare.
+        std::vector<char> buf(row.capacity, '#');
+        unsigned int length = row.capacity;
+        const a_bool result = SocketReadLine(sock.get(), buf.data(), &length);
+        EXPECT_EQ(result, expected == "!" ? FALSE : TRUE);
+        if (result) {
+            EXPECT_EQ(std::string(buf.data(), length), expected);
+            EXPECT_EQ(buf.at(length), '\0');
+        } else {
+            EXPECT_EQ(length, row.capacity);
+            EXPECT_EQ(SocketBuffSize(sock.get()), 0U);
+        }
+    }
+    EXPECT_EQ(SocketIsClosed(sock.get()), FALSE);
+    EXPECT_EQ(reports_of(fake.log), row.reports);
+}
+
+TEST(SockReadLine, AnyCutOfTheInputGivesTheSameLines)
+{
+    for (const a_line_row & row : line_rows) {
+        SCOPED_TRACE(row.fault);
+        for (size_t cut = 0; cut <= row.input.size(); ++cut) {
+            fake_sock fake;
+            fake.incoming = {{row.input.substr(0, cut)}, {row.input.substr(cut)}};
+            std::erase_if(fake.incoming, [](const auto & piece) { return piece.bytes.empty(); });
+            check_lines(row, fake);
+        }
+        fake_sock fake;
+        for (const char byte : row.input) {
+            fake.incoming.push_back({std::string(1, byte)});
+        }
+        check_lines(row, fake);
+    }
+}
+
+TEST(SockReadLine, CarriedLineNeedsNoRecvAndReadsTakeAllTheRoom)
+{
+    fake_sock fake;
+    const sock_ptr sock = open_sock(fake);
+    fake.incoming = {{"one\r\ntwo\r\nthr"}, {"ee\r\n"}};
+    char buf[512];
+    const lines expected_log[] = {{"recv 512"}, {}, {"recv 509"}};
+    const char * const expected[] = {"one", "two", "three"};
+    for (int i = 0; i < 3; ++i) {
+        unsigned int length = sizeof(buf);
+        ASSERT_EQ(SocketReadLine(sock.get(), buf, &length), TRUE);
+        EXPECT_STREQ(buf, expected[i]);
+        EXPECT_EQ(fake.take_log(), expected_log[i]);
+    }
+}
+
+TEST(SockReadLine, CarriedBytesAreThereForATakeOver)
+{
+    fake_sock fake;
+    const sock_ptr sock = open_sock(fake);
+    fake.incoming = {{"\r\nbody"}};
+    char buf[512];
+    unsigned int length = sizeof(buf);
+    ASSERT_EQ(SocketReadLine(sock.get(), buf, &length), TRUE);
+    EXPECT_EQ(std::string(SocketPeekBuff(sock.get()), SocketBuffSize(sock.get())), "body");
+    SocketEmptyBuff(sock.get());
+    EXPECT_EQ(SocketBuffSize(sock.get()), 0U);
+}
+
+TEST(SockReadLine, CallerOfAnotherCapacityCannotMakeItOverrun)
+{
+    fake_sock fake;
+    const sock_ptr sock = open_sock(fake);
+    // More than 512: what lies behind the line must still fit in the socket.
+    std::vector<char> large(2000);
+    unsigned int length = large.size();
+    fake.incoming = {{"a\r\n" + std::string(1500, 'x')}};
+    ASSERT_EQ(SocketReadLine(sock.get(), large.data(), &length), TRUE);
+    EXPECT_EQ(SocketBuffSize(sock.get()), 509U);
+    // Less than what is carried over.
+    std::vector<char> small(508);
+    length = small.size();
+    EXPECT_EQ(SocketReadLine(sock.get(), small.data(), &length), FALSE);
+    EXPECT_EQ(length, 508U);
+    EXPECT_EQ(SocketBuffSize(sock.get()), 0U);
+    EXPECT_EQ(reports_of(fake.log), lines{"> Line is too long, buffer overflow"});
+}
+
+TEST(SockReadLine, FailedReadIsReportedOnceAndNotRetried)
+{
+    fake_sock fake;
+    const sock_ptr sock = open_sock(fake);
+    fake.incoming = {{"ab"}, {"", EINTR}, {"c\r\n"}};
+    char buf[512];
+    unsigned int length = sizeof(buf);
+    EXPECT_EQ(SocketReadLine(sock.get(), buf, &length), FALSE);
+    EXPECT_EQ(length, sizeof(buf));
+    EXPECT_EQ(fake.take_log(), (lines{"recv 512", "recv 510", "> Error: interrupted system call."}));
+    EXPECT_EQ(SocketReadLine(sock.get(), buf, &length), TRUE);
+    EXPECT_STREQ(buf, "c");
+}
+
+TEST(SockReceive, ClosedPeerShowsInTheTraceOnly)
+{
+    for (const a_bool debug : {FALSE, TRUE}) {
+        fake_sock fake(debug);
+        const sock_ptr sock = open_sock(fake);
+        char buf[8];
+        EXPECT_EQ(SocketReceive(sock.get(), buf, sizeof(buf)), 0);
+        EXPECT_EQ(reports_of(fake.log), debug ? lines{"> 0 byte read...socket is closed"} : lines{});
+        EXPECT_EQ(SocketIsClosed(sock.get()), FALSE);
+    }
+}
+
+// --- Listening
+
+TEST(ListenSock, NeedsTheLocalAddressOfAnEarlierConnection)
+{
+    fake_sock fake;
+    fake.local = 0;
+    EXPECT_EQ(ListenSockInit(fake.info), nullptr);
+    EXPECT_EQ(fake.take_log(),
+              (lines{"socket 2 1 0", "bind 2 0.0.0.0:0 16", "listen 2", "getsockname 1001 16",
+                     "> unable to determine local ip address!", "close 1001"}));
+    fake.info->local_addr.sin_addr.s_addr = htonl(0x0a0b0cff);
+    fake.bind_codes = std::deque<int>(9, EADDRINUSE);
+    const listen_ptr endpoint(ListenSockInit(fake.info));
+    ASSERT_NE(endpoint, nullptr);
+    EXPECT_EQ(std::count(fake.log.begin(), fake.log.end(), "bind 2 0.0.0.0:0 16"), 10);
+    EXPECT_EQ(endpoint->closed, FALSE);
+    char command[PORT_CMD_SIZE];
+    ListenSockPortCmd(endpoint.get(), command);
+    EXPECT_STREQ(command, "PORT 10,11,12,255,18,52");
+}
+
+TEST(ListenSock, LongestPortCommandFitsIntoItsBuffer)
+{
+    fake_sock fake;
+    a_listen_sock endpoint = {};
+    endpoint.sock_info = fake.info;
+    std::memset(&fake.info->local_addr, 0xff, sizeof(fake.info->local_addr));
+    std::memset(&endpoint.port_info, 0xff, sizeof(endpoint.port_info));
+    std::vector<char> command(29);
+    ListenSockPortCmd(&endpoint, command.data());
+    EXPECT_STREQ(command.data(), "PORT 255,255,255,255,255,255");
+}
+
+TEST(ListenSock, FailedCallIsReportedBeforeTheDescriptorIsClosed)
+{
+    const struct {
+        int fake_sock::*code;
+        lines log;
+    } rows[] = {
+        {&fake_sock::socket_code, {"socket 2 1 0", "> Error: No buffer space available."}},
+        {&fake_sock::listen_code,
+         {"socket 2 1 0", "bind 2 0.0.0.0:0 16", "listen 2", "> Error: No buffer space available.",
+          "close 1001"}},
+        {&fake_sock::getsockname_code,
+         {"socket 2 1 0", "bind 2 0.0.0.0:0 16", "listen 2", "getsockname 1001 16",
+          "> Error: No buffer space available.", "close 1001"}},
+    };
+    for (const auto & row : rows) {
+        fake_sock fake;
+        fake.*row.code = ENOBUFS;
+        EXPECT_EQ(ListenSockInit(fake.info), nullptr);
+        EXPECT_EQ(fake.log, row.log);
+    }
+    fake_sock fake;
+    fake.bind_codes = std::deque<int>(10, EADDRINUSE);
+    EXPECT_EQ(ListenSockInit(fake.info), nullptr);
+    EXPECT_EQ(fake.log.size(), 13U); // socket, ten attempts, report, close
+    EXPECT_EQ(fake.log[11], "> Error: Address already in use.");
+}
+
+TEST(ListenSock, AcceptedSocketIsOpenWithEmptyBuffers)
+{
+    fake_sock fake;
+    const listen_ptr endpoint(ListenSockInit(fake.info));
+    ASSERT_NE(endpoint, nullptr);
+    fake.log.clear();
+    const sock_ptr sock(ListenSockAccept(endpoint.get()));
+    EXPECT_EQ(fake.take_log(), lines{"accept 1001"});
+    ASSERT_NE(sock, nullptr);
+    EXPECT_EQ(SocketIsClosed(sock.get()), FALSE);
+    EXPECT_EQ(sock->sock, 1002);
+    EXPECT_EQ(sock->sock_info, fake.info);
+    EXPECT_EQ(sock->sin_addr.s_addr + sock->pending_data + sock->extra_data, 0U);
+
+    fake.accept_code = ECONNABORTED;
+    EXPECT_EQ(ListenSockAccept(endpoint.get()), nullptr);
+    EXPECT_EQ(fake.take_log(), (lines{"accept 1001", "> Error: Software caused connection abort."}));
+}
+
+// --- The operating system's own table
+
+short ignore_report(const char *)
+{
+    return 0;
+}
+
+bool closes_on_exec(int handle)
+{
+    return (fcntl(handle, F_GETFD) & FD_CLOEXEC) != 0;
+}
+
+TEST(SockTable, LineGoesOverLoopbackAndNoDescriptorOutlivesExec)
+{
+    a_sock_info * info = socket_startup(ignore_report, FALSE);
+    info->local_addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    {
+        const listen_ptr endpoint(ListenSockInit(info));
+        ASSERT_NE(endpoint, nullptr);
+        const sock_ptr client(SocketInit(info, "127.0.0.1"));
+        uint16 port = UNIX_htons(endpoint->port_info.sin_port);
+        ASSERT_EQ(SocketOpen(client.get(), nullptr, &port, FALSE), TRUE);
+        const sock_ptr server(ListenSockAccept(endpoint.get()));
+        ASSERT_NE(server, nullptr);
+        EXPECT_TRUE(closes_on_exec(endpoint->listen_socket));
+        EXPECT_TRUE(closes_on_exec(client->sock));
+        EXPECT_TRUE(closes_on_exec(server->sock));
+
+        SocketString(client.get(), "over the wire\r\n");
+        ASSERT_EQ(SocketFlush(client.get()), TRUE);
+        char buf[512];
+        unsigned int length = sizeof(buf);
+        ASSERT_EQ(SocketReadLine(server.get(), buf, &length), TRUE);
+        EXPECT_STREQ(buf, "over the wire");
+    }
+    EXPECT_EQ(socket_cleanup(info), 0);
+}
+
+TEST(SockTable, SlotsThatLinuxLeavesEmpty)
+{
+    a_sock_info * info = socket_startup(ignore_report, TRUE);
+    EXPECT_EQ(info->sock_func.gethostbyaddr, nullptr);
+    EXPECT_EQ(info->sock_dll, nullptr);
+    EXPECT_EQ(info->local_addr.sin_addr.s_addr, 0U);
+    EXPECT_EQ(info->debug, TRUE);
+    EXPECT_EQ(info->sock_func.unix_htons(0x1234), 0x3412);
+    (void)socket_cleanup(info);
+}
+
+} // namespace
