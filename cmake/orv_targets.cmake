@@ -10,6 +10,11 @@ if(ORV_SANITIZE)
         -fsanitize=${ORV_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(orv_options INTERFACE -fsanitize=${ORV_SANITIZE})
 endif()
+if(ORV_FUZZ)
+    # What libFuzzer steers by; only the fuzz targets themselves get its main().
+    target_compile_options(orv_options INTERFACE -fsanitize=fuzzer-no-link)
+    target_link_options(orv_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 target_include_directories(orv_options INTERFACE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src
     ${PROJECT_SOURCE_DIR}/platform)
 
