@@ -42,8 +42,8 @@ struct CommandFault {
         {}; // the bytes to send in place of the reply, line ends included; may be ""
     std::optional<bool> carry_out = {}; // whether the command takes effect; if not said: unless `reply`
                                         // begins with 4, 5 or -
-    std::optional<size_t> cut = {}; // send only so many bytes of the reply, then hang up
-    size_t piece = 0;               // send in pieces of so many bytes; 0: whole
+    std::optional<size_t> cut = {};     // send only so many bytes of the reply, then hang up
+    size_t piece = 0;                   // send in pieces of so many bytes; 0: whole
     std::chrono::milliseconds piece_delay{0};
     HangUp hang_up = HangUp::No;
     bool reset = false; // hang up with RST in place of FIN
