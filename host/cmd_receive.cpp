@@ -73,6 +73,26 @@ private:
     return exit_code_of(result);
 }
 
+// Each message is handed out once in a run, also one that failed or is kept, so this ends with the mailbox.
+[[nodiscard]] int take_all(Session & session, const ReceiveOptions & receive, Sink & sink)
+{
+    int code = exit_ok;
+    while (code != EX_CANTCREAT) {
+        HMSG message = nullptr;
+        const MSGRET result = session.api().receive(session.link(), &message);
+        if (result == MSG_NO_MESSAGE) {
+            break;
+        }
+        if (result != MSG_SUCCESS) {
+            complain("the mailbox can't be read: " + std::string(result_text(result)));
+            return exit_code_of(result);
+        }
+        const int taken = take_message(session, receive, sink, message);
+        code = taken != exit_ok ? taken : code;
+    }
+    return code;
+}
+
 } // namespace
 
 int run_receive(const Options & options, const ReceiveOptions & receive)
@@ -89,25 +109,7 @@ int run_receive(const Options & options, const ReceiveOptions & receive)
     if (code == exit_ok) {
         code = session.open_link(nullptr);
     }
-    // Each message is handed out once in a run, also one that failed or is kept, so this ends with the
-    // mailbox.
-    while (code != EX_CANTCREAT) {
-        if (session.link() == nullptr) {
-            return code;
-        }
-        HMSG message = nullptr;
-        const MSGRET result = session.api().receive(session.link(), &message);
-        if (result == MSG_NO_MESSAGE) {
-            return code;
-        }
-        if (result != MSG_SUCCESS) {
-            complain("the mailbox can't be read: " + std::string(result_text(result)));
-            return exit_code_of(result);
-        }
-        const int taken = take_message(session, receive, sink, message);
-        code = taken != exit_ok ? taken : code;
-    }
-    return code;
+    return code == exit_ok ? take_all(session, receive, sink) : code;
 }
 
 } // namespace orvhost

@@ -152,22 +152,15 @@ bool replace_file(const std::string & path, std::string_view text, std::string &
     return true;
 }
 
-OutputDirectory::~OutputDirectory()
-{
-    if (_fd >= 0) {
-        (void)::close(_fd); // nothing was written through it
-    }
-}
-
 bool OutputDirectory::open(const std::string & path, std::string & error)
 {
     _path = path;
     (void)::mkdir(path.c_str(), 0700); // one that can't be made shows at once, as one that can't be opened
-    _fd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (_fd < 0) {
+    _dir.reset(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!_dir.is_open()) {
         error = with_errno("can't open the directory " + path);
     }
-    return _fd >= 0;
+    return _dir.is_open();
 }
 
 // The link gives a message no name that could serve, and one made of a stranger's mail wouldn't be safe:
@@ -180,7 +173,7 @@ bool OutputDirectory::publish(const std::string & temporary, std::string & name,
         char serial[16];
         (void)std::snprintf(serial, sizeof serial, "%06u", ++_serial);
         const std::string wanted = stem + serial + ".txt";
-        if (::renameat2(_fd, temporary.c_str(), _fd, wanted.c_str(), RENAME_NOREPLACE) == 0) {
+        if (::renameat2(_dir.get(), temporary.c_str(), _dir.get(), wanted.c_str(), RENAME_NOREPLACE) == 0) {
             name = wanted;
             return true;
         }
@@ -196,13 +189,13 @@ bool OutputDirectory::store(std::string_view text, std::string & name, std::stri
 {
     const std::string temporary = ".orv-" + std::to_string(::getpid()) + ".part";
     // Left by a process of the same number that was killed: its message is still in the mailbox.
-    (void)::unlinkat(_fd, temporary.c_str(), 0);
-    Fd file(::openat(_fd, temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    (void)::unlinkat(_dir.get(), temporary.c_str(), 0);
+    Fd file(::openat(_dir.get(), temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!file.is_open()) {
         error = with_errno("can't create a file in " + _path);
         return false;
     }
-    TemporaryName guard(_fd, temporary);
+    TemporaryName guard(_dir.get(), temporary);
     if (!write_durably(file.get(), _path + "/" + temporary, text, error)) {
         return false;
     }
@@ -215,7 +208,7 @@ bool OutputDirectory::store(std::string_view text, std::string & name, std::stri
         return false;
     }
     guard.moved();
-    if (!make_durable(_fd)) {
+    if (!make_durable(_dir.get())) {
         error = with_errno("can't make " + _path + "/" + published + " durable");
         return false;
     }

@@ -20,6 +20,11 @@ public:
     ~Fd() { (void)close(); }
     [[nodiscard]] int get() const { return _fd; }
     [[nodiscard]] bool is_open() const { return _fd >= 0; }
+    void reset(int fd)
+    {
+        (void)close(); // nothing was written through a descriptor that is replaced
+        _fd = fd;
+    }
     // Gives the descriptor back early: on network file systems a failed write may show only here.
     bool close();
 
@@ -59,14 +64,8 @@ private:
     [[nodiscard]] bool publish(const std::string & temporary, std::string & name, std::string & error);
 
     std::string _path;
-    int _fd = -1;
+    Fd _dir;
     unsigned int _serial = 0;
-
-public:
-    OutputDirectory() = default;
-    OutputDirectory(const OutputDirectory &) = delete;
-    OutputDirectory & operator=(const OutputDirectory &) = delete;
-    ~OutputDirectory();
 };
 
 } // namespace orvhost

@@ -9,6 +9,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <new>
 
 namespace {
 
@@ -139,14 +140,8 @@ void add_doctor_command(CLI::App & app, CommandLine & line)
     command.callback([&line] { line.code = run_doctor(line.options); });
 }
 
-} // namespace
-
-int main(int argc, char ** argv)
+int run(int argc, char ** argv)
 {
-    // A server that has gone away, or a reader of our output, must show as a failed write and not end the
-    // program: the link sets no signal dispositions of its own.
-    (void)std::signal(SIGPIPE, SIG_IGN); // can't fail for a signal that exists
-
     CommandLine line;
     CLI::App app("A host of the message link: sends and receives replication messages as e-mail.", "orvhost");
     app.require_subcommand(1);
@@ -168,9 +163,23 @@ int main(int argc, char ** argv)
         app.parse(argc, argv);
     } catch (const CLI::ParseError & error) {
         return app.exit(error) == 0 ? exit_ok : EX_USAGE;
-    } catch (const std::exception & error) {
-        complain(error.what()); // out of memory: the session has been closed on the way here
-        return EX_TEMPFAIL;
     }
     return line.code;
+}
+
+} // namespace
+
+int main(int argc, char ** argv)
+{
+    // A server that has gone away, or a reader of our output, must show as a failed write and not end the
+    // program: the link sets no signal dispositions of its own.
+    (void)std::signal(SIGPIPE, SIG_IGN); // can't fail for a signal that exists
+    try {
+        return run(argc, argv);
+    } catch (const std::bad_alloc &) {
+        (void)std::fputs("orvhost: out of memory\n", stderr); // the link was ended on the way here
+    } catch (...) {
+        (void)std::fputs("orvhost: internal error\n", stderr);
+    }
+    return EX_TEMPFAIL;
 }

@@ -51,7 +51,8 @@ public:
     // Ends the link now.
     void close_link() { _link.reset(); }
 
-    [[nodiscard]] HLINK link() const { return _link ? _link->get() : nullptr; }
+    // Only after open_link has succeeded, and until close_link.
+    [[nodiscard]] HLINK link() const { return _link->get(); }
     [[nodiscard]] const LinkApi & api() const { return _library.api(); }
     [[nodiscard]] const Library & library() const { return _library; }
     [[nodiscard]] Profile & profile() { return _profile; }
