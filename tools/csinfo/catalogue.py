@@ -11,8 +11,8 @@ LOCALES = 691
 UPPER_HALVES = 41
 PACKED_TABLES = 55
 
-STANDARDS = {'ORV': 0x1, 'IANA': 0x2, 'MIME': 0x4, 'JAVA': 0x8, 'WINDOWS': 0x10, 'ICU_TABLE': 0x20, 'IBM': 0x40,
-             'ICU': 0x80, 'KEP': 0x100}
+STANDARDS = {'ORV': 0x1, 'IANA': 0x2, 'MIME': 0x4, 'JAVA': 0x8, 'WINDOWS': 0x10, 'ICU_TABLE': 0x20,
+             'IBM': 0x40, 'ICU': 0x80, 'KEP': 0x100}
 CANONICAL = ('orv', 'iana', 'mime', 'icu', 'java', 'kep')
 UNUSED_ID = 26
 
@@ -95,10 +95,11 @@ def language_set(text, iso):
 def collations(language_rows):
     iso = [row[4] for row in language_rows]
     rows = []
-    for row, label, charset, kind, case, caseless, strid, hidden, supported, default in records('collations.txt', 10):
+    for fields in records('collations.txt', 10):
+        row, label, charset, kind, case, caseless, strid, hidden, supported, default = fields
         require(int(row) == len(rows), f'collations.txt: row {row} out of order')
         require(kind in ('L', 'I'), f'collations.txt: row {row} has type {kind}')
-        require((charset is None) == (kind == 'I'), f'collations.txt: row {row}: only ICU takes any character set')
+        require((charset is None) == (kind == 'I'), f'collations.txt: row {row}: only ICU takes any set')
         rows.append({'label': label, 'charset': None if charset is None else int(charset), 'kind': kind,
                      'case': case, 'caseless': caseless, 'strid': int(strid), 'hidden': int(hidden),
                      'supported': language_set(supported, iso), 'default': language_set(default, iso)})

@@ -1,14 +1,15 @@
 #!/usr/bin/env python3
-"""Writes the constant tables of the catalogue from the data files beside this script.
+"""Writes the tables of the catalogue, and the samples in its page, from the data files beside this script.
 
-  generate.py            writes the generated sources
+  generate.py            writes src/utils/locale/csinfo.cpp, src/utils/unix/known_locales.cpp and the sample
+                         tables of docs/catalogue.md
   generate.py --check    compares with them instead: ends with 1 if a byte differs
 
 Where the values come from: charsets.txt, canonical_labels.txt, labels.txt, languages.txt, collations.txt,
-locales.txt, upper128.txt and lead_bytes.txt hold them and tell their sources; the packed collations follow from
-upper128.txt and lead_bytes.txt by the rule of packed.py over the root collation of the ICU version that
-root_collation.py names. Ends with 77 if that version isn't installed, or with 1 where CI is set to true: there it
-has to be.
+locales.txt, upper128.txt and lead_bytes.txt hold them and tell their sources; the packed collations follow
+from upper128.txt and lead_bytes.txt by the rule of packed.py over the root collation of the ICU version that
+root_collation.py names. Ends with 77 if that version isn't installed, or with 1 where CI is set to true,
+since there it has to be.
 """
 import os
 import pathlib
@@ -19,6 +20,7 @@ sys.dont_write_bytecode = True # the check must leave no trace in the source tre
 import catalogue
 import packed
 import root_collation
+import samples
 
 ROOT = catalogue.HERE.parent.parent
 PACKED_FIELDS = ('sensitive', 'insensitive', 'tolower', 'toupper', 'flags')
@@ -85,7 +87,9 @@ def charset_table(rows, upper, packs):
         yield from (f'        .{f"_{standard}_canonical"} = {canonical_pointer(number, row, standard)},'
                     for standard in catalogue.CANONICAL)
         yield f'        ._all_labels = _cslabels_{number},'
-        yield f'        ._to_utf16_upper128 = {f"_to_utf16_upper128_{number}" if number in upper else "nullptr"},'
+        upper_half = f'_to_utf16_upper128_{number}' if number in upper else 'nullptr'
+        collation = f'&_packed_collation_{number}' if number in packs else 'nullptr'
+        yield f'        ._to_utf16_upper128 = {upper_half},'
         yield f'        ._chartab_cid = {row["chartab"]},'
         yield f'        ._microsoft_cid = {row["windows"]},'
         yield f'        ._min_char_size = {row["min"]},'
@@ -93,7 +97,7 @@ def charset_table(rows, upper, packs):
         yield f'        ._unique_identifier = {row["id"]},'
         yield f'        ._substitution_character_length = {len(row["subst"])},'
         yield f'        ._substitution_character = {{{subst}}},'
-        yield f'        ._packed_collation = {f"&_packed_collation_{number}" if number in packs else "nullptr"},'
+        yield f'        ._packed_collation = {collation},'
         yield '    },'
     yield from ('};', '')
 
@@ -108,28 +112,26 @@ def language_table(rows):
 
 
 def collation_table(rows):
-    yield '// label, character set, sort orders of the sibling family with and without case, supported languages,'
-    yield '// default languages, description, hidden, type, custom'
+    yield '// label, character set, sort orders of the sibling family with and without case,'
+    yield '// supported languages, default languages, description, hidden, type, custom'
     yield 'constinit const CollationInfoPod UTLocale::_collation_info[NUM_COLLATIONS] = {'
     for number, row in enumerate(rows):
         charset = 'nullptr' if row['charset'] is None else f'&UTLocale::_charset_info[{row["charset"]}]'
         kind = 'LEGACY_COLLATION' if row['kind'] == 'L' else 'ICU_COLLATION'
         yield f'    {{ // {number}'
+        languages = f'0x{row["supported"]:X}, 0x{row["default"]:X}'
         yield f'        {text(row["label"])}, {charset}, {text(row["case"])}, {text(row["caseless"])},'
-        yield f'        0x{row["supported"]:X}, 0x{row["default"]:X}, {row["strid"]}, {row["hidden"]}, {kind}, 0,'
+        yield f'        {languages}, {row["strid"]}, {row["hidden"]}, {kind}, 0,'
         yield '    },'
     yield '};'
 
 
-def csinfo(unicode):
-    rows = catalogue.charsets()
-    upper = catalogue.upper_halves(rows)
-    packs = packed.all_tables(unicode, upper, catalogue.lead_bytes(rows))
-    catalogue.require(len(packs) == catalogue.PACKED_TABLES, f'{len(packs)} packed collations')
+def csinfo(rows, upper, packs):
     languages = catalogue.languages()
-    yield from banner('charsets.txt, canonical_labels.txt, labels.txt, languages.txt, collations.txt, upper128.txt\n'
-                      '// and lead_bytes.txt beside the generator; root collation and character properties of\n'
-                      f'// ICU {root_collation.ICU_VERSION} for the packed collations (docs/catalogue.md tells their rule)')
+    yield from banner('charsets.txt, canonical_labels.txt, labels.txt, languages.txt, collations.txt,\n'
+                      '// upper128.txt and lead_bytes.txt beside the generator; for the packed collations\n'
+                      '// (rule in docs/catalogue.md) root collation and character properties of\n'
+                      f'// ICU {root_collation.ICU_VERSION}')
     yield from ('// clang-format off', '#include "utils/locale/utlocale.h"', '', 'namespace {', '')
     yield from label_arrays(rows)
     yield from upper_half_arrays(upper)
@@ -154,6 +156,25 @@ def known_locales():
     yield from ('    {nullptr, nullptr},', '};')
 
 
+def contents():
+    """Path to bytes of all that is generated."""
+    rows = catalogue.charsets()
+    upper = catalogue.upper_halves(rows)
+    pages = packed.all_pages(root_collation.Unicode(), upper)
+    packs = packed.all_tables(pages, catalogue.lead_bytes(rows))
+    catalogue.require(len(packs) == catalogue.PACKED_TABLES, f'{len(packs)} packed collations')
+    document = ROOT / 'docs/catalogue.md'
+    chars = {row: page.chars for row, page in pages.items()}
+    made = samples.into(document.read_text(encoding='utf-8'), rows, packs, chars)
+    return {ROOT / 'src/utils/locale/csinfo.cpp': joined(csinfo(rows, upper, packs)),
+            ROOT / 'src/utils/unix/known_locales.cpp': joined(known_locales()),
+            document: made.encode('utf-8')}
+
+
+def joined(source):
+    return ('\n'.join(source) + '\n').encode('ascii')
+
+
 def differs(path, content):
     """Tells on standard error in which line the file and the content part."""
     old = path.read_bytes() if path.exists() else b''
@@ -171,9 +192,7 @@ def main(arguments):
         print(__doc__, file=sys.stderr)
         return 2
     try:
-        sources = {'src/utils/locale/csinfo.cpp': csinfo(root_collation.Unicode()),
-                   'src/utils/unix/known_locales.cpp': known_locales()}
-        contents = {ROOT / name: ('\n'.join(made) + '\n').encode('ascii') for name, made in sources.items()}
+        made = contents()
     except catalogue.BadData as error:
         print(error, file=sys.stderr)
         return 1
@@ -181,8 +200,8 @@ def main(arguments):
         print(f'cannot generate the packed collations: {error}', file=sys.stderr)
         return 1 if os.environ.get('CI') == 'true' else SKIPPED
     if arguments:
-        return 1 if any([differs(path, content) for path, content in contents.items()]) else 0
-    for path, content in contents.items():
+        return 1 if any([differs(path, content) for path, content in made.items()]) else 0
+    for path, content in made.items():
         path.write_bytes(content)
     return 0
 

@@ -1,7 +1,7 @@
 """The rule for the packed collations: five tables of 256 bytes for each character set.
 
-A position is a byte, so there is one level: a letter and its accented forms share a position, which puts text in
-the order of a dictionary up to its accents. docs/catalogue.md tells the rule in full and why it is as it is.
+A position is a byte, so there is one level: a letter and its accented forms share a position, which puts
+text in the order of a dictionary up to its accents. docs/catalogue.md tells the rule in full and why.
 """
 ALPHA, DIGIT, SPACE = 0x20, 0x40, 0x80
 # Readers ask only for the low two bits. The bit above them says once more which kind of lead byte it is.
@@ -36,7 +36,7 @@ class Page:
                 self._mapped(self._unicode.lower), self._mapped(self._unicode.upper), self._flags())
 
     def _positions(self, key):
-        """Controls, characters without a weight, all others by `key`, and last the bytes that hold nothing."""
+        """Controls, characters without a weight, all others by `key`, last the bytes that hold nothing."""
         ranks = [self._rank(byte, code, key) for byte, code in enumerate(self.chars)]
         position = {rank: place for place, rank in enumerate(sorted(set(ranks)))}
         return [position[rank] for rank in ranks]
@@ -72,7 +72,7 @@ class Page:
 
 
 def multi_byte(ascii_tables, leads):
-    """Text of a multi-byte set orders by code: lead bytes stay in place, behind the sorted ASCII characters."""
+    """Text orders by code: lead bytes stay in place, behind the sorted ASCII characters."""
     *four, flags = ascii_tables
     flags = flags[:0x80] + [0] * 0x80
     for trailing in (1, 2, 3):
@@ -85,8 +85,12 @@ def multi_byte(ascii_tables, leads):
     return (*four, flags)
 
 
-def all_tables(unicode, upper_halves, leads):
+def all_pages(unicode, upper_halves):
+    return {row: Page(unicode, upper) for row, upper in upper_halves.items()}
+
+
+def all_tables(pages, leads):
     """Row number to its five tables."""
-    tables = {row: Page(unicode, upper).tables() for row, upper in upper_halves.items()}
+    tables = {row: page.tables() for row, page in pages.items()}
     tables.update({row: multi_byte(tables[0], kinds) for row, kinds in leads.items()})
     return dict(sorted(tables.items()))

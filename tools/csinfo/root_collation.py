@@ -24,7 +24,8 @@ def load(name):
     try:
         return ctypes.CDLL(f'{name}.so.{ICU_MAJOR}')
     except OSError as error:
-        raise NoIcu(f'the tables are made with ICU {ICU_VERSION}; install the package {PACKAGE} ({error})') from error
+        missing = f'the tables are made with ICU {ICU_VERSION}; install the package {PACKAGE} ({error})'
+        raise NoIcu(missing) from error
 
 
 class Unicode:

@@ -1,8 +1,9 @@
 // Generated: change the input instead, then run the generator again.
 // Generator: tools/csinfo/generate.py
-// Input: charsets.txt, canonical_labels.txt, labels.txt, languages.txt, collations.txt, upper128.txt
-// and lead_bytes.txt beside the generator; root collation and character properties of
-// ICU 72.1 for the packed collations (docs/catalogue.md tells their rule)
+// Input: charsets.txt, canonical_labels.txt, labels.txt, languages.txt, collations.txt,
+// upper128.txt and lead_bytes.txt beside the generator; for the packed collations
+// (rule in docs/catalogue.md) root collation and character properties of
+// ICU 72.1
 // Command: python3 tools/csinfo/generate.py
 // clang-format off
 #include "utils/locale/utlocale.h"
@@ -7656,8 +7657,8 @@ static_assert(ORV_LID_DUTCH == 23);
 static_assert(ORV_LID_LITHUANIAN == 24);
 static_assert(ORV_LID_THAI == 25);
 
-// label, character set, sort orders of the sibling family with and without case, supported languages,
-// default languages, description, hidden, type, custom
+// label, character set, sort orders of the sibling family with and without case,
+// supported languages, default languages, description, hidden, type, custom
 constinit const CollationInfoPod UTLocale::_collation_info[NUM_COLLATIONS] = {
     { // 0
         "C", &UTLocale::_charset_info[0], nullptr, nullptr,

@@ -1,0 +1,543 @@
+// The packed collations: what every table must hold, and whether the letters of each script stand in the
+// order of its dictionaries. ICU gives the properties, case mappings and root order to compare with.
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <unicode/uchar.h>
+#include <unicode/ucol.h>
+#include <unicode/unorm2.h>
+
+#include "utils/locale/csinfo_sources.h"
+#include "utils/locale/utlocale.h"
+
+namespace {
+
+using Table = a_byte[256];
+
+const a_packed_collation_order & Packed(size_t row)
+{
+    return *UTLocale::_charset_info[row]._packed_collation;
+}
+
+std::vector<size_t> RowsWithTables(bool single_byte)
+{
+    std::vector<size_t> rows;
+    for (size_t row = 0; row < UTLocale::NUM_CHARSETS; ++row) {
+        if (UTLocale::_charset_info[row]._packed_collation &&
+            (UTLocale::_charset_info[row]._max_char_size == 1) == single_byte)
+            rows.push_back(row);
+    }
+    return rows;
+}
+
+std::vector<size_t> AllRowsWithTables()
+{
+    std::vector<size_t> rows = RowsWithTables(true);
+    for (const size_t row : RowsWithTables(false))
+        rows.push_back(row);
+    return rows;
+}
+
+// The character behind a byte; 0xFFFD where there is none, C1 controls among them.
+unsigned Character(size_t row, unsigned byte)
+{
+    if (byte < 0x80)
+        return byte;
+    const unsigned value = UTLocale::_charset_info[row]._to_utf16_upper128[byte - 0x80];
+    return value <= 0x9F && value >= 0x80 ? 0xFFFDu : value;
+}
+
+int ByteOf(size_t row, unsigned character)
+{
+    for (unsigned byte = 0; byte <= 0xFF; ++byte) {
+        if (Character(row, byte) == character)
+            return static_cast<int>(byte);
+    }
+    return -1;
+}
+
+std::string Name(size_t row, unsigned byte)
+{
+    char text[32];
+    (void)snprintf(text, sizeof text, "%zu %02X U+%04X", row, byte, Character(row, byte));
+    return text;
+}
+
+// ICU's root order at a strength, punctuation counted.
+class RootOrder {
+public:
+    explicit RootOrder(bool case_level)
+    {
+        UErrorCode status = U_ZERO_ERROR;
+        _collator = ucol_open("root", &status);
+        ucol_setAttribute(_collator, UCOL_ALTERNATE_HANDLING, UCOL_NON_IGNORABLE, &status);
+        ucol_setAttribute(_collator, UCOL_STRENGTH, UCOL_PRIMARY, &status);
+        ucol_setAttribute(_collator, UCOL_CASE_LEVEL, case_level ? UCOL_ON : UCOL_OFF, &status);
+        EXPECT_TRUE(U_SUCCESS(status));
+    }
+    ~RootOrder() { ucol_close(_collator); }
+    RootOrder(const RootOrder &) = delete;
+    RootOrder & operator=(const RootOrder &) = delete;
+
+    // Combining marks, tatweel and their like have no weight of their own.
+    bool ignores(unsigned a) const
+    {
+        const UChar character = static_cast<UChar>(a);
+        return ucol_strcoll(_collator, &character, 1, &character, 0) == 0;
+    }
+
+    int compare(unsigned a, unsigned b) const
+    {
+        const UChar left = static_cast<UChar>(a);
+        const UChar right = static_cast<UChar>(b);
+        return ucol_strcoll(_collator, &left, 1, &right, 1);
+    }
+
+private:
+    UCollator * _collator;
+};
+
+int Sign(int value)
+{
+    return (value > 0) - (value < 0);
+}
+
+TEST(PackedCollations, PositionsHaveNoGap)
+{
+    ASSERT_EQ(AllRowsWithTables().size(), 55u);
+    for (const size_t row : AllRowsWithTables()) {
+        for (const Table * table : {&Packed(row).sensitive, &Packed(row).insensitive}) {
+            const std::set<a_byte> used(std::begin(*table), std::end(*table));
+            EXPECT_EQ(used.size(), size_t{*used.rbegin()} + 1) << row;
+        }
+    }
+}
+
+TEST(PackedCollations, CaselessOrderIsTheOtherOneMadeCoarser)
+{
+    for (const size_t row : AllRowsWithTables()) {
+        const a_packed_collation_order & packed = Packed(row);
+        for (unsigned a = 0; a < 256; ++a) {
+            for (unsigned b = 0; b < 256; ++b) {
+                ASSERT_TRUE(packed.sensitive[a] > packed.sensitive[b] ||
+                            packed.insensitive[a] <= packed.insensitive[b])
+                    << row << ' ' << a << ' ' << b;
+            }
+        }
+    }
+}
+
+TEST(PackedCollations, FoldingKeepsThePlaceAndIsDoneOnce)
+{
+    for (const size_t row : AllRowsWithTables()) {
+        const a_packed_collation_order & packed = Packed(row);
+        for (unsigned b = 0; b < 256; ++b) {
+            for (const Table * map : {&packed.tolower, &packed.toupper}) {
+                const a_byte folded = (*map)[b];
+                ASSERT_EQ((*map)[folded], folded) << Name(row, b);
+                ASSERT_EQ(packed.insensitive[folded], packed.insensitive[b]) << row << ' ' << b;
+            }
+        }
+        for (unsigned b = 'a'; b <= 'z'; ++b) {
+            EXPECT_EQ(packed.toupper[b], b - 'a' + 'A') << row;
+            EXPECT_EQ(packed.tolower[b - 'a' + 'A'], b) << row;
+        }
+    }
+}
+
+// Lower case comes just before upper case: no letter of another kind may stand between the two.
+TEST(PackedCollations, NothingStandsBetweenTheTwoCasesOfALetter)
+{
+    for (const size_t row : AllRowsWithTables()) {
+        const a_packed_collation_order & packed = Packed(row);
+        for (unsigned b = 0; b < 256; ++b) {
+            const a_byte lower = packed.tolower[b];
+            EXPECT_TRUE(lower == b || packed.sensitive[lower] + 1 == packed.sensitive[b]) << row << ' ' << b;
+        }
+    }
+}
+
+TEST(PackedCollations, AsciiFlagsAreTheSameInEveryTable)
+{
+    std::array<a_byte, 128> flags{};
+    std::fill(flags.begin() + 9, flags.begin() + 14, PACKED_SPACE);
+    flags[' '] = PACKED_SPACE;
+    std::fill(flags.begin() + '0', flags.begin() + '9' + 1, PACKED_DIGIT);
+    std::fill(flags.begin() + 'A', flags.begin() + 'Z' + 1, PACKED_ALPHA);
+    std::fill(flags.begin() + 'a', flags.begin() + 'z' + 1, PACKED_ALPHA);
+    for (const size_t row : AllRowsWithTables())
+        EXPECT_EQ(memcmp(Packed(row).flags, flags.data(), flags.size()), 0) << row;
+    const auto * upper = Packed(0).flags + 128;
+    EXPECT_EQ(std::count(upper, upper + 128, 0), 128);
+}
+
+TEST(PackedCollations, AsciiKeepsItsOrder)
+{
+    const a_packed_collation_order & packed = Packed(0);
+    std::string order;
+    for (unsigned b = 0; b < 0x20; ++b)
+        order += static_cast<char>(b);
+    order +=
+        "\x7F "
+        "_-,;:!?.'\"()[]{}@*/\\&#%`^+<=>|~$0123456789aAbBcCdDeEfFgGhHiIjJkKlLmMnNoOpPqQrRsStTuUvVwWxXyYzZ";
+    ASSERT_EQ(order.size(), 128u);
+    for (size_t position = 0; position < order.size(); ++position)
+        EXPECT_EQ(packed.sensitive[static_cast<a_byte>(order[position])], position);
+    EXPECT_EQ(packed.sensitive['a'], 0x4C);
+    for (unsigned b = 0x80; b <= 0xFF; ++b) {
+        EXPECT_EQ(packed.sensitive[b], b);
+        EXPECT_EQ(packed.insensitive[b], b - 0x80 + 0x66);
+    }
+    EXPECT_EQ(packed.insensitive['a'], 0x4C);
+    EXPECT_EQ(packed.insensitive['A'], 0x4C);
+}
+
+TEST(PackedCollations, LettersOfWindows1252KeepTheirPlace)
+{
+    const a_packed_collation_order & packed = Packed(46);
+    EXPECT_EQ(packed.sensitive['a'], 0x79);
+    for (const unsigned b : {0x41u, 0xC0u, 0xC1u, 0xC2u, 0xC3u, 0xC4u, 0xC5u})
+        EXPECT_EQ(packed.sensitive[b], 0x7A) << b;
+}
+
+// Multi-byte text orders by code, whatever the character set.
+TEST(PackedCollations, MultiByteTextOrdersByCode)
+{
+    for (const size_t row : RowsWithTables(false))
+        EXPECT_EQ(memcmp(&Packed(row), &Packed(0), offsetof(a_packed_collation_order, flags)), 0) << row;
+}
+
+TEST(PackedCollations, BytesWithoutACharacterComeLast)
+{
+    for (const size_t row : RowsWithTables(true)) {
+        const a_packed_collation_order & packed = Packed(row);
+        unsigned empty = 0;
+        for (unsigned b = 0x80; b <= 0xFF; ++b)
+            empty += Character(row, b) == 0xFFFD;
+        const unsigned top = *std::max_element(std::begin(packed.sensitive), std::end(packed.sensitive));
+        for (unsigned b = 0x80, next = top + 1 - empty; b <= 0xFF; ++b) {
+            if (Character(row, b) == 0xFFFD) {
+                EXPECT_EQ(packed.sensitive[b], next++) << Name(row, b);
+                EXPECT_EQ(packed.tolower[b], b) << Name(row, b);
+                EXPECT_EQ(packed.toupper[b], b) << Name(row, b);
+            }
+        }
+    }
+}
+
+TEST(PackedCollations, FlagsFollowTheCharactersProperties)
+{
+    for (const size_t row : RowsWithTables(true)) {
+        for (unsigned b = 0x80; b <= 0xFF; ++b) {
+            const auto character = static_cast<UChar32>(Character(row, b));
+            unsigned flags = 0;
+            flags |= u_isUAlphabetic(character) ? PACKED_ALPHA : 0u;
+            flags |= u_isdigit(character) ? PACKED_DIGIT : 0u;
+            flags |= u_isUWhiteSpace(character) ? PACKED_SPACE : 0u;
+            // NEXT LINE is a control without a place of its own, but white space all the same.
+            if (UTLocale::_charset_info[row]._to_utf16_upper128[b - 0x80] == 0x85)
+                flags = PACKED_SPACE;
+            EXPECT_EQ(Packed(row).flags[b], flags) << Name(row, b);
+        }
+    }
+}
+
+// Letters and digits alone: their order is the same in every version of ICU, that of symbols isn't.
+TEST(PackedCollations, LettersAndDigitsFollowTheRootOrder)
+{
+    const RootOrder caseless(false);
+    const RootOrder cased(true);
+    for (const size_t row : RowsWithTables(true)) {
+        std::vector<unsigned> bytes;
+        for (unsigned b = 0; b <= 0xFF; ++b) {
+            const auto c = static_cast<UChar32>(Character(row, b));
+            if ((u_isUAlphabetic(c) || u_isdigit(c)) && !caseless.ignores(Character(row, b)))
+                bytes.push_back(b);
+        }
+        const a_packed_collation_order & packed = Packed(row);
+        for (const unsigned a : bytes) {
+            for (const unsigned b : bytes) {
+                const unsigned x = Character(row, a);
+                const unsigned y = Character(row, b);
+                ASSERT_EQ(Sign(packed.insensitive[a] - packed.insensitive[b]), Sign(caseless.compare(x, y)))
+                    << Name(row, a) << ' ' << Name(row, b);
+                ASSERT_EQ(Sign(packed.sensitive[a] - packed.sensitive[b]), Sign(cased.compare(x, y)))
+                    << Name(row, a) << ' ' << Name(row, b);
+            }
+        }
+    }
+}
+
+// Case pairs of Unicode that a page holds and doesn't fold, and foldings that don't lead back.
+TEST(PackedCollations, CasePairsFoldButForTheListedOnes)
+{
+    std::vector<std::string> apart;
+    std::vector<std::string> one_way;
+    for (const size_t row : RowsWithTables(true)) {
+        const a_packed_collation_order & packed = Packed(row);
+        for (unsigned b = 0; b <= 0xFF; ++b) {
+            const unsigned c = Character(row, b);
+            const std::pair<const Table *, UChar32> maps[] = {
+                {&packed.tolower, u_tolower(static_cast<UChar32>(c))},
+                {&packed.toupper, u_toupper(static_cast<UChar32>(c))}};
+            const Table * back[] = {&packed.toupper, &packed.tolower};
+            for (size_t i = 0; i < 2; ++i) {
+                const unsigned folded = (*maps[i].first)[b];
+                const auto other = static_cast<unsigned>(maps[i].second);
+                ASSERT_TRUE(folded == b || Character(row, folded) == other) << Name(row, b);
+                if (other != c && ByteOf(row, other) >= 0 && folded == b)
+                    apart.push_back(Name(row, b));
+                if (folded != b && (*back[i])[folded] != b)
+                    one_way.push_back(Name(row, b));
+            }
+        }
+    }
+    // Dotless i is another letter than I. Final sigma, the micro sign and dotted capital I share their
+    // capital or small letter with a form that is met more often, and that one they come back as.
+    ExpectTheListed(apart, {"2 D5 U+0131", "5 F5 U+0131", "16 FD U+0131", "21 DD U+0131", "30 8D U+0131",
+                            "48 FD U+0131"});
+    ExpectTheListed(one_way, {"14 F2 U+03C2", "16 DD U+0130", "20 F7 U+03C2", "21 DC U+0130", "30 98 U+0130",
+                              "38 ED U+03C2", "47 B5 U+00B5", "47 F2 U+03C2", "48 DD U+0130"});
+}
+
+// Does ICU's converter wait for more behind this byte?
+bool IcuWaits(UConverter * converter, unsigned byte)
+{
+    const char text = static_cast<char>(byte);
+    const char * in = &text;
+    UChar wide[8];
+    UChar * out = wide;
+    UErrorCode status = U_ZERO_ERROR;
+    ucnv_reset(converter);
+    ucnv_toUnicode(converter, &out, wide + 8, &in, &text + 1, nullptr, false, &status);
+    return ucnv_toUCountPending(converter, &status) > 0;
+}
+
+TEST(LeadBytes, AreThoseThatIcuWaitsBehind)
+{
+    std::vector<std::string> found;
+    for (const size_t row : RowsWithTables(false)) {
+        const IcuConverter icu(IcuConverter::nearest(row));
+        ASSERT_NE(icu.get(), nullptr) << row;
+        for (unsigned b = 0; b <= 0xFF; ++b) {
+            const bool lead = (Packed(row).flags[b] & PACKED_TRAILING_BYTES) != 0;
+            if (lead != IcuWaits(icu.get(), b))
+                found.push_back(std::to_string(row) + ' ' + std::to_string(b));
+        }
+    }
+    // ICU waits for the rest of four bytes in CESU-8, and then refuses them.
+    ExpectTheListed(found, {"56 240", "56 241", "56 242", "56 243", "56 244"});
+}
+
+bool IsAssigned(UChar32 c)
+{
+    const int8_t type = u_charType(c);
+    return type != U_UNASSIGNED && type != U_SURROGATE && type != U_PRIVATE_USE_CHAR;
+}
+
+// Characters behind lead bytes whose length isn't what the lead byte tells: "row lead trailing bytes".
+std::set<std::string> TornCharacters(size_t row, UConverter * converter)
+{
+    std::set<std::string> torn;
+    UErrorCode status = U_ZERO_ERROR;
+    ucnv_setFromUCallBack(converter, UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
+    for (UChar32 c = 0x80; c <= UCHAR_MAX_VALUE; ++c) {
+        if (!IsAssigned(c))
+            continue;
+        UChar wide[2];
+        int32_t units = 0;
+        U16_APPEND_UNSAFE(wide, units, c);
+        char bytes[8];
+        status = U_ZERO_ERROR;
+        const int32_t length = ucnv_fromUChars(converter, bytes, sizeof bytes, wide, units, &status);
+        const auto lead = static_cast<a_byte>(bytes[0]);
+        if (U_SUCCESS(status) && lead >= 0x80 &&
+            length - 1 != (Packed(row).flags[lead] & PACKED_TRAILING_BYTES))
+            torn.insert(std::to_string(row) + ' ' + std::to_string(lead) + ' ' + std::to_string(length - 1));
+    }
+    return torn;
+}
+
+// GB18030 and CESU-8 have characters whose length the lead byte doesn't tell: they are stepped over as two.
+TEST(LeadBytes, SteppingTearsNoCharacter)
+{
+    for (const size_t row : RowsWithTables(false)) {
+        const IcuConverter icu(IcuConverter::nearest(row));
+        for (const std::string & length : TornCharacters(row, icu.get())) {
+            const bool gb18030_pair = row == 40 && length.ends_with(" 3");
+            const bool cesu8_surrogates = row == 56 && length == "56 237 5";
+            EXPECT_TRUE(gb18030_pair || cesu8_surrogates) << length;
+        }
+    }
+}
+
+// The balance of letters over other characters behind a lead byte, in sequences of its trailing bytes.
+int LettersBehind(UConverter * converter, std::string & bytes, size_t trailing)
+{
+    if (trailing > 0) {
+        int balance = 0;
+        bytes.push_back(0);
+        // Two-byte sets use ASCII letters' bytes behind the lead byte too, longer ones high bytes alone.
+        const bool two_bytes = trailing == 1 && bytes.size() == 2;
+        for (unsigned b = two_bytes ? 0x40 : 0x80; b <= 0xFE; ++b) {
+            bytes.back() = static_cast<char>(b);
+            balance += LettersBehind(converter, bytes, trailing - 1);
+        }
+        bytes.pop_back();
+        return balance;
+    }
+    UChar wide[8];
+    UErrorCode status = U_ZERO_ERROR;
+    const int32_t units =
+        ucnv_toUChars(converter, wide, 8, bytes.data(), static_cast<int32_t>(bytes.size()), &status);
+    if (U_FAILURE(status) || units < 1)
+        return 0;
+    UChar32 c;
+    U16_GET(wide, 0, 0, units, c);
+    if (!IsAssigned(c))
+        return 0;
+    return u_isUAlphabetic(c) ? 1 : -1;
+}
+
+// GB18030's pairs alone count, since stepping takes its fours for two pairs.
+TEST(LeadBytes, AreLettersWhereMostOfTheirCharactersAre)
+{
+    std::vector<std::string> found;
+    for (const size_t row : RowsWithTables(false)) {
+        const IcuConverter icu(IcuConverter::nearest(row));
+        UErrorCode status = U_ZERO_ERROR;
+        ucnv_setToUCallBack(icu.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
+        for (unsigned b = 0x80; b <= 0xFF; ++b) {
+            const a_byte flags = Packed(row).flags[b];
+            std::string bytes(1, static_cast<char>(b));
+            const bool letters = LettersBehind(icu.get(), bytes, flags & PACKED_TRAILING_BYTES) > 0;
+            if (letters != ((flags & PACKED_ALPHA) != 0))
+                found.push_back(std::to_string(row) + ' ' + std::to_string(b));
+            EXPECT_EQ(flags & PACKED_DIGIT, 0) << row << ' ' << b;
+        }
+    }
+    // The nearest table has letters there that its forerunner lacks.
+    ExpectTheListed(found, {"24 135"});
+}
+
+TEST(LeadBytes, IllFormedUtf8BytesAreNone)
+{
+    const struct {
+        unsigned first, last;
+        int utf8, cesu8;
+    } ranges[] = {
+        {0x80, 0xC1, 0, 0}, {0xC2, 0xDF, 1, 1}, {0xE0, 0xEF, 2, 2}, {0xF0, 0xF4, 3, 0}, {0xF5, 0xFF, 0, 0}};
+    for (const auto & range : ranges) {
+        for (unsigned b = range.first; b <= range.last; ++b) {
+            EXPECT_EQ(Packed(53).flags[b] & PACKED_TRAILING_BYTES, range.utf8) << b;
+            EXPECT_EQ(Packed(56).flags[b] & PACKED_TRAILING_BYTES, range.cesu8) << b;
+        }
+    }
+    EXPECT_EQ(Packed(8).flags[0x8F] & PACKED_TRAILING_BYTES, 2);
+    EXPECT_EQ(Packed(10).flags[0x8E] & PACKED_TRAILING_BYTES, 3);
+}
+
+// The byte of a letter, in whatever form the page has it: Arabic pages of DOS times hold its shapes.
+int ByteOfLetter(size_t row, unsigned letter)
+{
+    UErrorCode status = U_ZERO_ERROR;
+    const UNormalizer2 * nfkc = unorm2_getNFKCInstance(&status);
+    for (unsigned b = 0; b <= 0xFF; ++b) {
+        const UChar character = static_cast<UChar>(Character(row, b));
+        UChar plain[24];
+        status = U_ZERO_ERROR;
+        if (unorm2_normalize(nfkc, &character, 1, plain, 24, &status) == 1 && plain[0] == letter)
+            return static_cast<int>(b);
+    }
+    return -1;
+}
+
+// One alphabet as a dictionary has it, and the pages made for it.
+struct Alphabet {
+    const char * language;
+    std::u16string_view letters;
+    std::vector<size_t> rows;
+};
+
+const std::vector<Alphabet> & Alphabets()
+{
+    static const std::vector<Alphabet> all = {
+        {"English", u"abcdefghijklmnopqrstuvwxyz", RowsWithTables(true)},
+        {"Icelandic", u"abdefghijklmnoprstuvxyþ", {1, 2, 4, 32, 46}},
+        {"Turkish", u"abcdefghiıjklmnoprstuvyz", {16, 21, 30, 48}},
+        {"Vietnamese", u"abcdeghiklmnopqrstuvxy", {52}},
+        {"Russian", u"абвгдежзийклмнопрстуфхцчшщъыьэюя", {12, 18, 22, 28, 37, 45}},
+        {"Ukrainian", u"абвгдеєжзиійклмнопрстуфхцчшщьюя", {18, 45}},
+        {"Serbian", u"абвгдђежзијклљмнњопрстћуфхцчџш", {12, 18, 28, 45}},
+        {"Macedonian", u"абвгдежзѕијклљмнњопрстуфхцчџш", {12, 18, 28, 45}},
+        {"Greek", u"αβγδεζηθικλμνξοπρστυφχψω", {14, 20, 38, 47}},
+        {"Hebrew", u"אבגדהוזחטיכלמנסעפצקרשת", {15, 29, 33, 49}},
+        {"Arabic", u"ابتثجحخدذرزسشصضطظعغفقكلمنهوي", {13, 35, 50}},
+        {"Thai", u"กขฃคฅฆงจฉชซฌญฎฏฐฑฒณดตถทธนบปผฝพฟภมยรฤลฦวศษสหฬอฮ", {23, 39}},
+    };
+    return all;
+}
+
+TEST(DictionaryOrder, NeighboursOfEachAlphabetFollowEachOther)
+{
+    for (const Alphabet & alphabet : Alphabets()) {
+        for (const size_t row : alphabet.rows) {
+            for (size_t i = 1; i < alphabet.letters.size(); ++i) {
+                const int before = ByteOfLetter(row, alphabet.letters[i - 1]);
+                const int after = ByteOfLetter(row, alphabet.letters[i]);
+                ASSERT_TRUE(before >= 0 && after >= 0) << alphabet.language << ' ' << row << ' ' << i;
+                EXPECT_LT(Packed(row).insensitive[before], Packed(row).insensitive[after])
+                    << alphabet.language << ' ' << Name(row, static_cast<unsigned>(after));
+            }
+        }
+    }
+}
+
+// Letters that share a place, the first of them the plain one, wherever a page has them.
+TEST(DictionaryOrder, AccentedAndFinalFormsStandWithTheirLetter)
+{
+    const std::u16string_view shared[] = {
+        u"aàáâãäåāăą", u"cçćčĉ", u"dďđð", u"eèéêëēęěė", u"gğģ",        u"iìíîïīį", u"lłĺľļ", u"nñńňņ",
+        u"oòóôõöøōőơ", u"rŕřŗ",  u"sśšş", u"tťţ",       u"uùúûüūůűųư", u"yýÿ",     u"zźżž",  u"αά",
+        u"εέ",         u"ηή",    u"ιίϊΐ", u"οό",        u"σς",         u"υύϋΰ",    u"ωώ",    u"её",
+        u"гґ",         u"כך",    u"מם",   u"נן",        u"פף",         u"צץ"};
+    for (const size_t row : RowsWithTables(true)) {
+        for (const std::u16string_view letters : shared) {
+            const int plain = ByteOf(row, letters[0]);
+            for (const char16_t letter : letters) {
+                const int byte = ByteOf(row, letter);
+                if (byte < 0)
+                    continue;
+                ASSERT_GE(plain, 0) << Name(row, static_cast<unsigned>(byte));
+                EXPECT_EQ(Packed(row).sensitive[byte], Packed(row).sensitive[plain])
+                    << Name(row, static_cast<unsigned>(byte));
+            }
+        }
+    }
+}
+
+// i and I pair as in ASCII in Turkish pages too; a Turkish pairing would take ASCII words apart.
+TEST(DictionaryOrder, TurkishPagesPairTheAsciiLettersToo)
+{
+    for (const size_t row : {16, 21, 30, 48}) {
+        const a_packed_collation_order & packed = Packed(row);
+        const int dotless = ByteOf(row, 0x131);
+        const int dotted = ByteOf(row, 0x130);
+        ASSERT_TRUE(dotless >= 0 && dotted >= 0) << row;
+        EXPECT_EQ(packed.tolower['I'], 'i') << row;
+        EXPECT_EQ(packed.toupper['i'], 'I') << row;
+        EXPECT_EQ(packed.tolower[dotted], 'i') << row;
+        EXPECT_EQ(packed.toupper[dotless], dotless) << row;
+    }
+}
+
+} // namespace
