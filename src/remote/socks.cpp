@@ -119,15 +119,25 @@ static void report_string(a_sock_info * sock_info, uint32 id, int number)
                       number); // the host's result says nothing to this layer
 }
 
+// The text of SocketError for an error code; null if it has none.
+static const char * error_text(int code)
+{
+    const an_error_table_entry * row = SocketError;
+    while (row->msg != nullptr && row->error != code) {
+        ++row;
+    }
+    return row->msg;
+}
+
+// Leaves the code in errno, whatever the host's code has done to it.
 static void report_code(a_sock_info * sock_info, int code)
 {
-    for (const an_error_table_entry * row = SocketError; row->msg != nullptr; ++row) {
-        if (row->error == code) {
-            pass_to_host(sock_info->msgcb, row->msg);
-            return;
-        }
+    if (const char * text = error_text(code); text != nullptr) {
+        pass_to_host(sock_info->msgcb, text);
+    } else {
+        report_string(sock_info, MSG_UNKNOWN_SOCKET_ERROR, code);
     }
-    report_string(sock_info, MSG_UNKNOWN_SOCKET_ERROR, code);
+    errno = code;
 }
 
 static void report_tcp_error(a_sock_info * sock_info)
@@ -494,6 +504,7 @@ int SocketReceive(a_sock * sock, char * buf, unsigned int len)
         report_code(info, info->sock_func.GetLastError());
     } else if (count == 0) {
         trace(info, "0 byte read...socket is closed");
+        errno = 0;
     }
     return count;
 }
@@ -501,6 +512,7 @@ int SocketReceive(a_sock * sock, char * buf, unsigned int len)
 static void report_line_too_long(a_sock * sock)
 {
     pass_to_host(sock->sock_info->msgcb, "Line is too long, buffer overflow");
+    errno = EMSGSIZE;
 }
 
 // Moves the carried bytes to `buf`, which has room for `capacity`. *held: their number. False when they don't
@@ -556,6 +568,7 @@ a_bool SocketReadLine(a_sock * sock, char * buf, unsigned int * buf_len)
     search_init(&search, &buf, line_end, sizeof(line_end));
     if (search == nullptr) {
         pass_to_host(sock->sock_info->msgcb, "Could not allocate search context");
+        errno = ENOMEM;
         return FALSE;
     }
     const search_guard guard(search);

@@ -181,7 +181,7 @@ void SocketString(a_sock * sock, const char * str);
 a_bool SocketFlush(a_sock * sock);
 
 // Sends `len` bytes from `buf`, all of them or FALSE with an unknown part gone. A peer that has closed gives
-// "Error: Broken pipe.", never a signal to the host (see remote/sigpipe.h).
+// "Error: Broken pipe.", never a signal to the host (see remote/sigpipe.h). After FALSE errno is the code.
 [[nodiscard]] a_bool SocketSend(a_sock * sock, const char * buf, unsigned int len);
 
 // Forgets what is pending in `send`.
@@ -205,7 +205,8 @@ void debug_outgoing(a_sock * sock);
 //              length of the line; unchanged on failure.
 // FALSE: no memory for the search (nothing is lost then), the peer has closed, the read failed, or the
 // capacity holds no CR LF; what was read is lost, and nothing is carried over. Each reason but a closing
-// peer, which shows in the trace only, has been passed to msgcb.
+// peer, which shows in the trace only, has been passed to msgcb. errno tells them apart: ENOMEM, 0 for a peer
+// that has closed, the code of the failed read, EMSGSIZE.
 [[nodiscard]] a_bool SocketReadLine(a_sock * sock, char * buf, unsigned int * buf_len);
 
 // The bytes carried over, their number, and forgetting them, for a caller that takes them over itself.
