@@ -1,5 +1,6 @@
 #include "utils/locale/utlocale.h"
 
+#include <array>
 #include <atomic>
 #include <cctype>
 #include <cstdint>
@@ -16,47 +17,97 @@
 #include "utils/locale/uticu.h"
 #include "utils/utmem/utmem.h"
 
-// Labels
-// ------------------------------------------------------------------------------------------------------------
+// ---- Labels
 
 namespace {
 
-// ASCII case differs in this bit alone.
-constexpr unsigned ASCII_CASE_BIT = 0x20;
+// What a label consists of: characters that count, and filler between them.
+constexpr char FILLER = ' ';
 
-bool is_label_filler(char c)
+// A label's character as the comparison sees it: letters in lower case, all filler alike. Not the C library's
+// tolower, which follows the host's locale: labels are ASCII.
+constexpr char fold_label_char(char c)
 {
-    return c == ' ' || c == '-' || c == '_';
+    if (c == '-' || c == '_') {
+        return FILLER;
+    }
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+}
+
+// fold_label_char as a table: a look-up asks for hundreds of characters.
+constexpr auto FOLDED = [] {
+    std::array<char, 256> folded{};
+    for (size_t c = 0; c < folded.size(); c++) {
+        folded[c] = fold_label_char(static_cast<char>(c));
+    }
+    return folded;
+}();
+
+char folded(char c)
+{
+    return FOLDED[static_cast<unsigned char>(c)];
 }
 
 const char * skip_label_filler(const char * s)
 {
-    while (is_label_filler(*s)) {
+    while (folded(*s) == FILLER) {
         s++;
     }
     return s;
 }
 
-// The C library's tolower follows the host's locale; labels are ASCII.
-char fold_label_char(char c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
-}
-
-// May `first` begin a label that is equal to one that begins with `other`? Rejects nearly all labels at the
-// cost of one comparison.
+// May a label that begins with `first` be equal to one that begins with `other`? ASCII case differs in one
+// bit; this rejects most labels at the cost of one comparison.
 bool may_begin_alike(char first, char other)
 {
+    constexpr unsigned ASCII_CASE_BIT = 0x20;
     return ((static_cast<unsigned char>(first) ^ static_cast<unsigned char>(other)) & ~ASCII_CASE_BIT) == 0;
 }
 
-// `label` begins with a character that counts.
-bool row_has_label(const CharsetInfo & row, const char * label, uint32 standards)
+// A wanted label, reduced once for the comparison with many: folded, and without its filler.
+class LabelKey {
+public:
+    explicit LabelKey(const char * label)
+    {
+        size_t length = 0;
+        for (label = skip_label_filler(label); *label != '\0'; label = skip_label_filler(label + 1)) {
+            if (length == sizeof _text - 1) {
+                length = 0; // longer than any label
+                break;
+            }
+            _text[length++] = folded(*label);
+        }
+        _text[length] = '\0';
+    }
+
+    // Zero in a key that matches nothing: no label of the catalogue begins so.
+    [[nodiscard]] char first() const { return _text[0]; }
+
+    [[nodiscard]] bool equals(const char * label) const
+    {
+        for (const char * wanted = _text;; label++) {
+            const char c = folded(*label);
+            if (c == *wanted) {
+                if (c == '\0') {
+                    return true;
+                }
+                wanted++;
+            } else if (c != FILLER) {
+                return false;
+            }
+        }
+    }
+
+private:
+    char _text[64]; // the catalogue's longest label has 45 characters; a test looks every one up
+};
+
+bool row_has_label(const CharsetInfo & row, const LabelKey & key, uint32 standards)
 {
-    const char first = *label;
+    const char first = key.first();
     for (const a_charset_label * entry = row._all_labels; entry->_label != nullptr; entry++) {
-        if ((entry->_standards & standards) != 0 && may_begin_alike(*entry->_label, first) &&
-            equal_charset_labels(entry->_label, label)) {
+        if (may_begin_alike(*entry->_label, first) && (entry->_standards & standards) != 0 &&
+            key.equals(entry->_label)) {
             return true;
         }
     }
@@ -70,7 +121,7 @@ a_bool equal_charset_labels(const char * s1, const char * s2)
     for (;; s1++, s2++) {
         s1 = skip_label_filler(s1);
         s2 = skip_label_filler(s2);
-        if (fold_label_char(*s1) != fold_label_char(*s2)) {
+        if (folded(*s1) != folded(*s2)) {
             return FALSE;
         }
         if (*s1 == '\0') {
@@ -79,12 +130,11 @@ a_bool equal_charset_labels(const char * s1, const char * s2)
     }
 }
 
-// Character sets
-// ----------------------------------------------------------------------------------------------------
+// ---- Character sets
 
 a_bool CharsetInfo::match_label(const char * label, uint32 standards) const
 {
-    return label != nullptr && row_has_label(*this, skip_label_filler(label), standards);
+    return label != nullptr && row_has_label(*this, LabelKey(label), standards);
 }
 
 const a_byte * CharsetInfo::get_substitution_character(size_t * len) const
@@ -161,10 +211,9 @@ const CharsetInfo * UTLocale::GetCharsetInfoFromLabel(const char * label, uint32
     if (label == nullptr) {
         return nullptr;
     }
-    // Once for all rows: the label may be long.
-    label = skip_label_filler(label);
+    const LabelKey key(label);
     for (const CharsetInfo & row : _charset_info) {
-        if (row_has_label(row, label, standards)) {
+        if (row_has_label(row, key, standards)) {
             return &row;
         }
     }
@@ -205,8 +254,7 @@ a_bool UTLocale::isAcceptableUnknownCharsetLabel(const char * label)
     return FALSE;
 }
 
-// Languages
-// ---------------------------------------------------------------------------------------------------------
+// ---- Languages
 
 ORV_LID LanguageInfo::lid() const
 {
@@ -254,8 +302,7 @@ const LanguageInfo * UTLocale::GetLanguageInfoFromPlatformLID(PLATFORM_LID lid)
     return nullptr;
 }
 
-// Collations
-// --------------------------------------------------------------------------------------------------------
+// ---- Collations
 
 namespace {
 
@@ -456,8 +503,7 @@ int ORVCollationIterator::compare_collations(const void * a, const void * b)
     return strcasecmp(left._orv_collation_label, right._orv_collation_label);
 }
 
-// Byte maps
-// ---------------------------------------------------------------------------------------------------------
+// ---- Byte maps
 
 namespace {
 
@@ -592,8 +638,7 @@ void UTLocale::free_conversion_tables()
     }
 }
 
-// Unicode maps
-// ------------------------------------------------------------------------------------------------------
+// ---- Unicode maps
 
 namespace {
 
@@ -686,8 +731,7 @@ void UTLocale::free_unicode_maps()
     _sbcs_to_utf16 = nullptr;
 }
 
-// The object
-// --------------------------------------------------------------------------------------------------------
+// ---- The object
 
 UTLocale::UTLocale() : _sbcs_to_utf16(nullptr)
 {
