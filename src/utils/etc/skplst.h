@@ -52,13 +52,12 @@ struct SkipListNode {
     SkipListNode * _forward_ptr[]; // the next node of each level; null at its end
 };
 
-static_assert(sizeof(SkipListNode) == sizeof(SkipListEntry *),
-              "forward pointers follow the entry without a gap");
+static_assert(sizeof(SkipListNode) == sizeof(void *), "forward pointers follow the entry without a gap");
 
 // Bytes of a node.
 [[nodiscard]] constexpr unsigned int skip_list_node_size(unsigned int height)
 {
-    return static_cast<unsigned int>(sizeof(SkipListNode) + height * sizeof(SkipListNode *));
+    return static_cast<unsigned int>(sizeof(SkipListNode) + height * sizeof(void *));
 }
 
 // A block that nodes are carved from.
