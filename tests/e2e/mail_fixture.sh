@@ -6,7 +6,7 @@
 #                                         says where. What an interrupted run has left there is ended first
 #   mail_fixture.sh down FOLDER           ends what `up` began
 # VARIANT: plain (default); login (mail from clients without a login is refused); loginmech (the same, and LOGIN is
-# the only mechanism); tls (both servers speak TLS only, and stunnel stands in front of them).
+# the only mechanism of SMTP); tls (both servers speak TLS only, and stunnel stands in front of them).
 # Every folder above DIR needs o+x, since the servers change users.
 # `start` writes DIR/env: ORV_E2E_DIR, ORV_E2E_VARIANT, ORV_E2E_SMTP_PORT and ORV_E2E_POP3_PORT as shell text.
 # Everything listens on 127.0.0.1. Mailboxes: box01 to box60 at example.test, passwords secret-box01 to
@@ -58,11 +58,11 @@ write_postfix() { # DIR PORT
     chmod 640 "$1/dovecot/users"
 }
 
-write_dovecot() { # DIR PORT MECHANISMS
+write_dovecot() { # DIR PORT
     # Without the anvil block a wrong password makes later logins of the same address slow, right ones too.
     lines "base_dir = $1/dovecot/run" "state_dir = $1/dovecot/state" "log_path = $1/log/dovecot.log" \
         'protocols = pop3' 'listen = 127.0.0.1' 'ssl = no' 'disable_plaintext_auth = no' \
-        "auth_mechanisms = $3" 'auth_failure_delay = 0' "first_valid_uid = $mail_uid" \
+        'auth_mechanisms = plain login cram-md5 apop' 'auth_failure_delay = 0' "first_valid_uid = $mail_uid" \
         "mail_location = maildir:$1/mail/%n" 'mail_max_userip_connections = 0' \
         'passdb {' 'driver = passwd-file' "args = scheme=PLAIN username_format=%n $1/dovecot/users" '}' \
         'userdb {' 'driver = static' "args = uid=$mail_uid gid=$mail_uid home=$1/mail/home-%n" '}' \
@@ -133,18 +133,20 @@ start_servers() { # DIR VARIANT
 }
 
 start_once() { # DIR VARIANT
-    local dir=$1 variant=$2 mechanisms='plain login cram-md5 apop' smtp pop3 smtps pop3s
+    local dir=$1 variant=$2 smtp pop3 smtps pop3s
     mkdir -p "$dir"/{postfix,spool,data,dovecot,mail,log}
     chmod 755 "$dir" "$dir"/*
     touch "$dir/.mail_fixture"
     chown postfix "$dir/data"
     chown "$mail_uid:$mail_uid" "$dir/mail"
     read -r smtp pop3 smtps pop3s < <(free_ports 4)
-    [[ $variant != loginmech ]] || mechanisms='login apop'
     write_postfix "$dir" "$smtp"
-    write_dovecot "$dir" "$pop3" "$mechanisms"
+    write_dovecot "$dir" "$pop3"
     case $variant in
     login | loginmech) echo 'smtpd_client_restrictions = permit_sasl_authenticated, reject' >> "$dir/postfix/main.cf" ;;
+    esac
+    case $variant in
+    loginmech) echo 'smtpd_sasl_mechanism_filter = login' >> "$dir/postfix/main.cf" ;;
     tls) write_tls "$dir" "$smtp" "$pop3" "$smtps" "$pop3s" ;;
     esac
     start_servers "$dir" "$variant" && await greets "$smtp" && await greets "$pop3" &&
@@ -167,40 +169,47 @@ start() { # DIR VARIANT
     return 1
 }
 
-down() { # FOLDER
-    local env dir failed=0
-    for env in "$1"/*.env; do
-        [[ -f $env ]] || continue
-        dir=$(sed -n 's/^ORV_E2E_DIR=//p' "$env")
-        [[ ! -d $dir ]] || stop "$dir" || failed=1
-        rmdir "$(dirname "$dir")" 2> /dev/null || true
-        rm -f "$env"
-    done
-    return $failed
+down_one() { # ENV
+    local dir
+    dir=$(sed -n 's/^ORV_E2E_DIR=//p' "$1")
+    [[ ! -d $dir ]] || stop "$dir" || return 1
+    rmdir "$(dirname "$dir")" 2> /dev/null || true
+    rm -f "$1"
 }
 
-up_one() { # FOLDER VARIANT
-    local base
-    base=$(mktemp -d "${TMPDIR:-/tmp}/orv-mail.XXXXXX")
-    chmod 755 "$base"
-    # Written ahead of the start, so that `down` finds what a failed start has left.
-    echo "ORV_E2E_DIR=$base/$2" > "$1/$2.env"
-    start "$base/$2" "$2" && cp "$base/$2/env" "$1/$2.env"
-}
-
-up() { # FOLDER VARIANT...
-    local folder=$1 variant pid started=() failed=0
+# Runs COMMAND once for each ARGUMENT, all at the same time.
+for_each() { # COMMAND ARGUMENT...
+    local command=$1 argument pid started=() failed=0
     shift
-    mkdir -p "$folder"
-    down "$folder"
-    for variant in "$@"; do
-        up_one "$folder" "$variant" &
+    for argument in "$@"; do
+        "$command" "$argument" &
         started+=($!)
     done
     for pid in "${started[@]}"; do
         wait "$pid" || failed=1
     done
     return $failed
+}
+
+down() { # FOLDER
+    shopt -s nullglob
+    for_each down_one "$1"/*.env
+}
+
+up_one() { # VARIANT, into $up_folder
+    local base env=$up_folder/$1.env
+    base=$(mktemp -d "${TMPDIR:-/tmp}/orv-mail.XXXXXX")
+    chmod 755 "$base"
+    # Written ahead of the start, so that `down` finds what a failed start has left.
+    echo "ORV_E2E_DIR=$base/$1" > "$env"
+    start "$base/$1" "$1" && cp "$base/$1/env" "$env"
+}
+
+up() { # FOLDER VARIANT...
+    mkdir -p "$1"
+    down "$1"
+    up_folder=$1
+    for_each up_one "${@:2}"
 }
 
 export PATH=$PATH:/usr/sbin:/sbin
