@@ -88,8 +88,8 @@ void drop_buffer() ORV_REQUIRES(MessageCriticalSect)
     ErrBuffer.buffer = nullptr;
 }
 
-// Makes a buffer that is larger than the last one, if there is none. Without memory the size starts over, so that a
-// text too long for this process doesn't cost the reports behind it their buffer.
+// Makes a buffer that is larger than the last one, if there is none. Without memory the size starts over, so
+// that a text too long for this process doesn't cost the reports behind it their buffer.
 bool have_buffer(uint32 len_of_text) ORV_REQUIRES(MessageCriticalSect)
 {
     if (ErrBuffer.buffer != nullptr) {
