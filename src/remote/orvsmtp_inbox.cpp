@@ -20,7 +20,7 @@ constexpr std::string_view SUBJECT_MARKER = "-Orv-Relays-";
 constexpr unsigned int HEADER_LINE_SIZE = 511;
 
 // The end of a mail (RFC 1939, section 3), with the end of the line before it.
-char end_mark[] = "\r\n.\r\n";
+constexpr char end_mark[] = "\r\n.\r\n";
 constexpr unsigned int END_MARK_LEN = 5;
 
 // The line end that the empty line behind the headers has used up stands in front of the body again, so that

@@ -29,7 +29,7 @@ constexpr size_t ID_SIZE = 497;
 // Room for 32 bits in decimal with a terminator.
 constexpr size_t NUMBER_SIZE = 12;
 
-char crlf[] = "\r\n";
+constexpr char crlf[] = "\r\n";
 constexpr uint32 CRLF_LEN = 2;
 
 // The Message-ID's part in front of the "@": date and time, the sender's local part, the number of the

@@ -17,10 +17,6 @@ namespace {
 
 constexpr uint32 STR_NO_SOCKET = 6693;
 
-// What the sockets call the two services, in the trace and for the protocol database.
-char smtp_service[] = "SMTP";
-char pop3_service[] = "POP3";
-
 // The longest value that a prompt or the profile can give, with its terminator.
 constexpr unsigned int VALUE_SIZE = 256;
 
@@ -138,7 +134,7 @@ COM_RESULT abandon_pop(a_smtp_link_info * lnk)
 
 // Connects a new socket into `slot`; false leaves it null.
 bool open_socket(a_smtp_link_info * lnk, a_sock *& slot, const char * host, const char * port_text,
-                 char * service)
+                 const char * service)
 {
     uint16 port = port_number(port_text);
     slot = SocketInit(lnk->sock_info, host);
@@ -223,7 +219,7 @@ bool SMTP_POPSessionOpen::find_local_host()
 
 COM_RESULT SMTP_POPSessionOpen::OpenSMTP()
 {
-    if (!open_socket(_lnk, _lnk->smtp, _lnk->parms.smtp_host, _lnk->parms.smtp_port, smtp_service)) {
+    if (!open_socket(_lnk, _lnk->smtp, _lnk->parms.smtp_host, _lnk->parms.smtp_port, "SMTP")) {
         return COM_RETRY;
     }
     if (!smtp_reply(_lnk) || !smtp_hello_and_authenticate(_lnk)) {
@@ -237,7 +233,7 @@ COM_RESULT SMTP_POPSessionOpen::OpenSMTP()
 
 COM_RESULT SMTP_POPSessionOpen::OpenPOP()
 {
-    if (!open_socket(_lnk, _lnk->pop, _lnk->parms.pop3_host, _lnk->parms.pop3_port, pop3_service)) {
+    if (!open_socket(_lnk, _lnk->pop, _lnk->parms.pop3_host, _lnk->parms.pop3_port, "POP3")) {
         return COM_RETRY;
     }
     char greeting[REPLY_SIZE];

@@ -365,7 +365,7 @@ static bool open_connection(a_sock * sock, const char * name, uint16 * port, int
     return true;
 }
 
-a_bool SocketOpen(a_sock * sock, char * name, uint16 * port, a_bool suppress_errors)
+a_bool SocketOpen(a_sock * sock, const char * name, uint16 * port, a_bool suppress_errors)
 {
     int code = 0;
     if (open_connection(sock, name, port, &code)) {
@@ -393,7 +393,8 @@ static void sleep_seconds_through_signals(int seconds)
     } while (nanosleep(&before, &left) != 0 && is_shorter(left, before));
 }
 
-a_bool SocketOpenWithRetries(a_sock * sock, char * name, uint16 * port, int max_retries, int sleep_seconds)
+a_bool SocketOpenWithRetries(a_sock * sock, const char * name, uint16 * port, int max_retries,
+                             int sleep_seconds)
 {
     for (int attempt = 0; attempt <= max_retries; ++attempt) {
         if (attempt > 0 && sleep_seconds > 0) {
@@ -604,7 +605,7 @@ void SocketEmptyBuff(a_sock * sock)
 
 // --- Search
 
-void search_init(a_search_context ** pcontext, char ** text_buf, char * target, unsigned int len)
+void search_init(a_search_context ** pcontext, char ** text_buf, const char * target, unsigned int len)
 {
     auto * context = static_cast<a_search_context *>(ut_calloc(sizeof(a_search_context)));
     if (context != nullptr) {

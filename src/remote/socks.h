@@ -111,7 +111,7 @@ extern const an_error_table_entry SocketError[SOCKET_ERROR_ROWS];
 struct a_search_context {
     char ** text_buffer;        // the caller's pointer to the buffer, which it may move between two steps
     unsigned int text_offset;   // the next byte to look at
-    char * search_target;       // the bytes searched for; the caller's
+    const char * search_target; // the bytes searched for; the caller's
     unsigned int target_length; // their number, at least 1
     unsigned int target_offset; // bytes of the target that those in front of text_offset have matched
 };
@@ -154,12 +154,12 @@ void GetLocalHost(a_sock_info * sock_info, char * local_host, size_t local_host_
 //   *port            host byte order; becomes the protocol's number when the system's protocol database knows
 //   `name` suppress_errors  TRUE: a failure isn't reported
 // FALSE leaves the socket closed with no descriptor open.
-[[nodiscard]] a_bool SocketOpen(a_sock * sock, char * name, uint16 * port, a_bool suppress_errors);
+[[nodiscard]] a_bool SocketOpen(a_sock * sock, const char * name, uint16 * port, a_bool suppress_errors);
 
 // Up to max_retries + 1 attempts of SocketOpen, each failure reported; before each retry says so (language
 // string 9345) and sleeps, unless sleep_seconds is 0 or less. FALSE after the last failure, or at once when
 // max_retries is negative.
-[[nodiscard]] a_bool SocketOpenWithRetries(a_sock * sock, char * name, uint16 * port, int max_retries,
+[[nodiscard]] a_bool SocketOpenWithRetries(a_sock * sock, const char * name, uint16 * port, int max_retries,
                                            int sleep_seconds);
 
 // Closes the descriptor if one is open; the buffers stay as they are.
@@ -218,7 +218,7 @@ void SocketEmptyBuff(a_sock * sock);
 
 // Starts a search for the `len` bytes of `target` in the buffer that *text_buf points to. *pcontext is null
 // without memory; nothing is reported. Target and text_buf stay alive until search_end.
-void search_init(a_search_context ** pcontext, char ** text_buf, char * target, unsigned int len);
+void search_init(a_search_context ** pcontext, char ** text_buf, const char * target, unsigned int len);
 
 // Goes on with the search up to the first `len` bytes of the buffer. The offset just behind the match, or 0
 // as long as there is none; a further call goes on behind the match. Reads nothing at or behind offset `len`,
