@@ -1,0 +1,509 @@
+// The protocols of the mail server, over sockets.
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <thread>
+
+#include "host/mailserver_fixture.h"
+#include "mailserver/digest.h"
+
+namespace {
+
+using namespace mailserver;
+using namespace support;
+namespace fs = std::filesystem;
+
+using Smtp = MailServerTest;
+using Pop3 = MailServerTest;
+using Logins = MailServerTest;
+using Maildir = MailServerTest;
+using Null = MailServerTest;
+using ServerLife = MailServerTest;
+
+// A reply of several lines: its first line, "|", the others with the end mark.
+std::string ask_block(PlainClient & client, const char * command)
+{
+    std::string reply = client.ask(command);
+    reply += "|";
+    return reply.append(client.block());
+}
+
+TEST(Digest, GivesTheDigestsThatTheStandardsPrint)
+{
+    EXPECT_EQ(apop_digest("<1896.697170952@dbc.mtview.ca.us>", "tanstaaf"),
+              "c4c9334bac560ecc979e58001b3e22fb");
+    EXPECT_EQ(cram_md5_digest("<1896.697170952@postoffice.reston.mci.net>", "tanstaaftanstaaf"),
+              "b913a602c7eda7a495b4e6e7334d3890");
+}
+
+TEST(Digest, TakesBase64OfEachPaddingAndNothingElse)
+{
+    struct {
+        const char * text;
+        std::optional<std::string> bytes;
+    } rows[] = {
+        {"", ""},     {"Zg==", "f"}, {"Zm8=", "fo"},     {"Zm9v", "foo"}, {"Zg=", {}},
+        {"Zg", {}},   {"Z===", {}},  {"====", {}},       {"Zm9v\r", {}},  {" Zm9v", {}},
+        {"Zm9 ", {}}, {"*", {}},     {"AUTH LOGIN", {}}, {"Z=9v", {}},    {"AAAA", std::string(3, '\0')},
+    };
+    for (const auto & row : rows) {
+        EXPECT_EQ(base64_decode(row.text), row.bytes) << row.text;
+        EXPECT_TRUE(!row.bytes || base64_encode(*row.bytes) == row.text) << row.text;
+    }
+}
+
+TEST_F(Smtp, TakesOffOnlyThePeriodThatWasStuffed)
+{
+    struct {
+        const char * sent;
+        const char * kept;
+    } rows[] = {
+        {".\r\n", ""},
+        {"a\r\n.\r\n", "a\r\n"},
+        {"..\r\n.\r\n", ".\r\n"},
+        {"...a\r\n..b.\r\n.\r\n", "..a\r\n.b.\r\n"},
+        {"a.\r\n.\n.\r\r\n.\r\n", "a.\r\n\n.\r\r\n"}, // CR and LF alone end nothing
+        {"\r\n.\r\n", "\r\n"},
+    };
+    start();
+    auto client = greeted();
+    for (const auto & row : rows) {
+        envelope(*client);
+        (void)client->send(row.sent);
+        EXPECT_EQ(client->line(), "250 OK");
+        EXPECT_EQ(memory->mails("alice").back(), row.kept);
+    }
+}
+
+TEST_F(Smtp, FindsTheEndMarkInAnySplitOfTheInput)
+{
+    start();
+    auto client = greeted();
+    const std::string mail = "Subject: x\r\n\r\n..\r\nlast\r\n.\r\n";
+    for (size_t cut = 1; cut < mail.size(); ++cut) {
+        envelope(*client);
+        (void)client->send(mail.substr(0, cut));
+        std::this_thread::yield();
+        (void)client->send(mail.substr(cut));
+        EXPECT_EQ(client->line(), "250 OK") << cut;
+    }
+    for (const std::string & kept : memory->mails("alice"))
+        EXPECT_EQ(kept, "Subject: x\r\n\r\n.\r\nlast\r\n");
+}
+
+TEST_F(Smtp, RefusesWhatIsOutOfTurn)
+{
+    const struct {
+        std::vector<const char *> lines;
+        const char * code; // of the last one
+    } rows[] = {
+        {{"MAIL FROM:<a@b>"}, "503"},
+        {{"HELO"}, "501"},
+        {{"HELO me", "RCPT TO:<alice@x>"}, "503"},
+        {{"HELO me", "DATA"}, "503"},
+        {{"HELO me", "MAIL FROM:<a@b>", "MAIL FROM:<a@b>"}, "503"},
+        {{"HELO me", "MAIL FROM:<a@b>", "DATA"}, "503"},
+        {{"HELO me", "MAIL a@b"}, "501"},
+        {{"HELO me", "MAIL FROM:a@b"}, "501"},
+        {{"HELO me", "MAIL FROM:<a@b>", "RCPT TO:<nobody@x>"}, "550"},
+        {{"HELO me", "MAIL FROM:<a@b>", "RCPT TO:<alice@x>", "RSET", "DATA"}, "503"},
+        {{"HELO me", "MAIL FROM:<a@b>", "RCPT TO:<alice@x>", "HELO me", "DATA"}, "503"},
+        {{"HELO me", "MAIL FROM:<a@b>", "AUTH LOGIN"}, "503"},
+        {{"HELO me", "AUTH PLAIN"}, "504"},
+        {{"TURN"}, "500"},
+        {{""}, "500"},
+    };
+    start();
+    for (const auto & row : rows) {
+        auto client = smtp();
+        (void)client->line();
+        std::string reply;
+        for (const char * line : row.lines)
+            reply = client->ask(line);
+        EXPECT_EQ(reply.substr(0, 3), row.code) << row.lines.back();
+        EXPECT_EQ(client->ask("NOOP"), "250 OK") << row.lines.back();
+    }
+}
+
+TEST_F(Smtp, RefusesMailAndLinesOverTheLimitAndGoesOn)
+{
+    Config config = config_of_tests();
+    config.max_mail = 10;
+    config.max_line = 512;
+    start(config);
+    auto client = greeted();
+    EXPECT_EQ(client->ask("NOOP " + std::string(505, 'x')), "250 OK"); // 512 with CR LF
+    EXPECT_EQ(client->ask("NOOP " + std::string(506, 'x')), "500 Line too long");
+    EXPECT_EQ(client->ask("NOOP " + std::string(90000, 'x')), "500 Line too long");
+    EXPECT_EQ(client->ask("MAIL FROM:<a@b> SIZE=11"), "552 Mail too big");
+    envelope(*client);
+    EXPECT_EQ(client->ask("12345678\r\n."), "250 OK");
+    envelope(*client);
+    EXPECT_EQ(client->ask("123456789\r\n."), "552 Mail too big");
+    EXPECT_EQ(memory->mails("alice"), std::vector<std::string>{"12345678\r\n"});
+    envelope(*client); // a line of several pieces, with periods where the pieces meet
+    EXPECT_EQ(client->ask(std::string(510, 'x') + std::string(510, '.') + "\r\n."), "552 Mail too big");
+}
+
+TEST_F(Smtp, KeepsTheSecondPieceOfALongLineUnstuffed)
+{
+    start();
+    auto client = greeted();
+    envelope(*client);
+    const std::string line = std::string(4094, 'x') + "." + std::string(9000, '.');
+    EXPECT_EQ(client->ask(line + "\r\n."), "250 OK");
+    EXPECT_EQ(memory->mails("alice").back(), line + "\r\n");
+}
+
+TEST_F(Smtp, DeliversOnceToEachOfSeveralRecipients)
+{
+    start();
+    auto client = greeted();
+    for (const char * line : {"MAIL FROM:<>", "RCPT TO:<alice@x>", "RCPT TO:<tim>", "RCPT TO:<alice@y>"})
+        EXPECT_EQ(client->ask(line), "250 OK");
+    (void)client->ask("DATA");
+    EXPECT_EQ(client->ask("m\r\n."), "250 OK");
+    EXPECT_EQ(memory->mails("alice"), std::vector<std::string>{"m\r\n"});
+    EXPECT_EQ(memory->mails("tim"), std::vector<std::string>{"m\r\n"});
+}
+
+TEST_F(Logins, AnnounceOnlyTheMechanismsThatWork)
+{
+    for (const int on : {0, 1, 2, 3}) {
+        Config config = config_of_tests();
+        config.auth_cram_md5 = (on & 1) != 0;
+        config.auth_login = (on & 2) != 0;
+        start(config);
+        auto client = smtp();
+        (void)client->line();
+        std::string reply = client->ask("EHLO me");
+        std::string auth;
+        for (; reply.starts_with("250-"); reply = client->line())
+            auth += reply.starts_with("250-AUTH") ? reply.substr(4) : "";
+        static constexpr const char * expected[] = {"", "AUTH CRAM-MD5", "AUTH LOGIN", "AUTH CRAM-MD5 LOGIN"};
+        EXPECT_EQ(auth, expected[on]);
+        EXPECT_EQ(client->ask("AUTH CRAM-MD5").substr(0, 3), (on & 1) != 0 ? "334" : "504");
+    }
+}
+
+TEST_F(Logins, TakeTheCramMd5AnswerOfTheStandardAndNoOther)
+{
+    Config config = config_of_tests();
+    config.cram_challenge = "<1896.697170952@postoffice.reston.mci.net>";
+    config.require_auth = true;
+    start(config);
+    auto client = greeted();
+    EXPECT_EQ(client->ask("MAIL FROM:<a@b>").substr(0, 3), "530");
+    const std::string challenge = "334 PDE4OTYuNjk3MTcwOTUyQHBvc3RvZmZpY2UucmVzdG9uLm1jaS5uZXQ+";
+    for (const char * wrong :
+         {"dGltIGI5MTNhNjAyYzdlZGE3YTQ5NWI0ZTZlNzMzNGQzODkx", "dGlt", "", "*", "AUTH LOGIN"}) {
+        EXPECT_EQ(client->ask("AUTH CRAM-MD5"), challenge);
+        EXPECT_EQ(client->ask(wrong)[0], '5') << wrong;
+    }
+    EXPECT_EQ(client->ask("AUTH CRAM-MD5"), challenge);
+    EXPECT_EQ(client->ask("dGltIGI5MTNhNjAyYzdlZGE3YTQ5NWI0ZTZlNzMzNGQzODkw"), "235 Authenticated");
+    EXPECT_EQ(client->ask("MAIL FROM:<a@b>"), "250 OK");
+}
+
+TEST_F(Logins, TakeLoginInTwoStepsAndRefuseAWrongPassword)
+{
+    start();
+    auto client = greeted();
+    for (const auto & [user, password, code] :
+         {std::tuple{"alice", "wonder", "535"}, {"nobody", "", "535"}, {"alice", "wonder land", "235"}}) {
+        EXPECT_EQ(client->ask("AUTH LOGIN"), "334 VXNlcm5hbWU6");
+        EXPECT_EQ(client->ask(base64_encode(user)), "334 UGFzc3dvcmQ6");
+        EXPECT_EQ(client->ask(base64_encode(password)).substr(0, 3), code) << user;
+    }
+}
+
+TEST_F(Logins, TakeTheApopDigestOfTheStandardAndNoOther)
+{
+    Config config = config_of_tests();
+    config.apop_timestamp = "<1896.697170952@dbc.mtview.ca.us>";
+    start(config);
+    auto client = pop3();
+    EXPECT_EQ(client->line(), "+OK POP3 ready <1896.697170952@dbc.mtview.ca.us>");
+    EXPECT_EQ(client->ask("APOP mrose c4c9334bac560ecc979e58001b3e22fc").substr(0, 4), "-ERR");
+    EXPECT_EQ(client->ask("APOP nobody d41d8cd98f00b204e9800998ecf8427e").substr(0, 4), "-ERR");
+    EXPECT_EQ(client->ask("APOP mrose c4c9334bac560ecc979e58001b3e22fb"), "+OK 0 messages");
+}
+
+TEST_F(Logins, GiveEachConnectionATimestampOfItsOwnOrNoneAtAll)
+{
+    start();
+    EXPECT_NE(pop3()->line(), pop3()->line());
+    Config config = config_of_tests();
+    config.apop = false;
+    start(config);
+    auto client = pop3();
+    EXPECT_EQ(client->line(), "+OK POP3 ready");
+    EXPECT_EQ(client->ask("STAT").substr(0, 4), "-ERR"); // not logged in
+    EXPECT_EQ(client->ask("PASS wonder land").substr(0, 4), "-ERR");
+    EXPECT_EQ(client->ask("USER alice"), "+OK");
+    EXPECT_EQ(client->ask("PASS wonder").substr(0, 4), "-ERR");
+}
+
+TEST_F(Logins, KeepASecondSessionOutOfAMailboxUntilTheFirstHasEnded)
+{
+    Config config = config_of_tests();
+    config.lock_wait = std::chrono::milliseconds(20);
+    start(config);
+    auto first = inbox();
+    auto second = pop3();
+    (void)second->line();
+    (void)second->ask("USER alice");
+    EXPECT_EQ(second->ask("PASS wonder land").substr(0, 13), "-ERR [IN-USE]");
+    first->close(); // without QUIT
+    ASSERT_EQ(second->ask("USER alice"), "+OK");
+    std::string reply;
+    for (int i = 0; i < 100 && !reply.starts_with("+OK 0"); ++i, (void)second->ask("USER alice"))
+        reply = second->ask("PASS wonder land");
+    EXPECT_EQ(reply.substr(0, 5), "+OK 0");
+}
+
+TEST_F(Pop3, StuffsEveryLineThatBeginsWithAPeriodAndEndsTheLastLine)
+{
+    struct {
+        const char * mail;
+        const char * sent;
+    } rows[] = {
+        {"", ".\r\n"},
+        {".\r\n", "..\r\n.\r\n"},
+        {"a\r\n.\r\n..b\r\nc.\r\n", "a\r\n..\r\n...b\r\nc.\r\n.\r\n"},
+        {"\r\n.\r\n.\r\n", "\r\n..\r\n..\r\n.\r\n"},
+        {"no line end", "no line end\r\n.\r\n"},
+        {"lf\n.x\r\n", "lf\n.x\r\n.\r\n"},
+    };
+    start();
+    for (const auto & row : rows)
+        memory->put("alice", row.mail, "id");
+    auto client = inbox();
+    size_t number = 0;
+    for (const auto & row : rows) {
+        EXPECT_EQ(client->ask("RETR " + std::to_string(++number)),
+                  "+OK " + std::to_string(std::string(row.mail).size()) + " octets");
+        // block() wants CR LF in front of the end mark, which an empty mail lacks.
+        EXPECT_EQ(*row.mail == '\0' ? client->line() + "\r\n" : client->block(), row.sent);
+    }
+    EXPECT_EQ(client->ask("NOOP"), "+OK");
+}
+
+TEST_F(Pop3, TopGivesTheHeadersAndAsManyLinesAsWereAsked)
+{
+    start();
+    memory->put("alice", "A: 1\r\nB: 2\r\n\r\n.one\r\ntwo\r\n", "id");
+    auto client = inbox();
+    const std::string headers = "A: 1\r\nB: 2\r\n\r\n";
+    for (const auto & [lines, text] :
+         {std::pair{"0", ""}, {"1", "..one\r\n"}, {"2", "..one\r\ntwo\r\n"}, {"99", "..one\r\ntwo\r\n"}}) {
+        EXPECT_EQ(client->ask(std::string("TOP 1 ") + lines), "+OK 25 octets");
+        EXPECT_EQ(client->block(), headers + text + ".\r\n") << lines;
+    }
+    for (const char * wrong : {"TOP 1", "TOP 2 0", "TOP 0 0", "TOP 1 x", "TOP 1 -1", "TOP"})
+        EXPECT_EQ(client->ask(wrong).substr(0, 4), "-ERR") << wrong;
+}
+
+TEST_F(Pop3, DeletesAtQuitOnlyAndNotWhatResetTookBack)
+{
+    start();
+    for (const char * id : {"a", "b", "c"})
+        memory->put("alice", std::string(id) + "\r\n", id);
+    auto client = inbox();
+    EXPECT_EQ(client->ask("DELE 2"), "+OK");
+    for (const char * gone :
+         {"DELE 2", "RETR 2", "LIST 2", "UIDL 2", "TOP 2 0", "DELE 0", "DELE 4", "DELE", "DELE 1x"})
+        EXPECT_EQ(client->ask(gone).substr(0, 4), "-ERR") << gone;
+    EXPECT_EQ(client->ask("STAT"), "+OK 2 6");
+    EXPECT_EQ(ask_block(*client, "UIDL"), "+OK|1 a\r\n3 c\r\n.\r\n");
+    EXPECT_EQ(client->ask("LIST 3"), "+OK 3 3");
+    client->close(); // no QUIT
+    ASSERT_TRUE(server->wait_idle(std::chrono::seconds(10)));
+    EXPECT_EQ(memory->mails("alice").size(), 3U);
+
+    client = inbox();
+    (void)client->ask("DELE 1");
+    EXPECT_EQ(client->ask("RSET"), "+OK");
+    (void)client->ask("DELE 3");
+    memory->put("alice", "d\r\n", "d"); // arrives during the session, and must outlive it
+    EXPECT_EQ(client->ask("STAT"), "+OK 2 6");
+    EXPECT_EQ(client->ask("QUIT"), "+OK bye");
+    EXPECT_EQ(client->rest(), "");
+    EXPECT_EQ(memory->mails("alice"), (std::vector<std::string>{"a\r\n", "b\r\n", "d\r\n"}));
+}
+
+class Folder {
+public:
+    Folder()
+    {
+        std::string name = (fs::temp_directory_path() / "mailserver-XXXXXX").string();
+        if (::mkdtemp(name.data()) == nullptr)
+            throw std::runtime_error("no temporary folder");
+        path = name;
+    }
+    ~Folder() { fs::remove_all(path); }
+    Folder(const Folder &) = delete;
+    Folder & operator=(const Folder &) = delete;
+    fs::path path;
+};
+
+size_t files_in(const fs::path & folder)
+{
+    return static_cast<size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+}
+
+TEST_F(Maildir, LeavesNothingInTmpAndServesInTheOrderOfDelivery)
+{
+    const Folder folder;
+    auto store = std::make_shared<MaildirStore>(folder.path / "root");
+    for (const char * mail : {"1\r\n", "22\r\n", "333\r\n"})
+        store->deliver("alice", mail);
+    EXPECT_EQ(files_in(folder.path / "root/alice/tmp"), 0U);
+    EXPECT_EQ(files_in(folder.path / "root/alice/new"), 3U);
+    start(config_of_tests(), store);
+    auto client = inbox();
+    EXPECT_EQ(ask_block(*client, "LIST"), "+OK|1 3\r\n2 4\r\n3 5\r\n.\r\n");
+    const std::string id = client->ask("UIDL 2");
+    EXPECT_LE(id.size(), 6U + 70U);
+    (void)client->ask("DELE 1");
+    (void)client->ask("QUIT");
+    client = inbox();
+    EXPECT_EQ(client->ask("UIDL 1").substr(6), id.substr(6)) << "an id must outlive its number";
+    EXPECT_EQ(ask_block(*client, "RETR 1"), "+OK 4 octets|22\r\n.\r\n");
+    EXPECT_EQ(files_in(folder.path / "root/alice/new"), 2U);
+}
+
+TEST_F(Maildir, ServesMailThatAnotherProgramHasPutThere)
+{
+    const Folder folder;
+    auto store = std::make_shared<MaildirStore>(folder.path.string(), false);
+    store->deliver("alice", "new\r\n");
+    std::ofstream(folder.path / "alice/cur/0000000001.M1P1.elsewhere:2,S") << "seen before\r\n";
+    start(config_of_tests(), store);
+    auto client = inbox();
+    EXPECT_EQ(client->ask("STAT"), "+OK 2 18");
+    EXPECT_EQ(client->ask("UIDL 1"), "+OK 1 0000000001.M1P1.elsewhere");
+    EXPECT_EQ(ask_block(*client, "RETR 1"), "+OK 13 octets|seen before\r\n.\r\n");
+}
+
+TEST_F(Maildir, ReadsHeadersThatAreLongerThanItsFirstPiece)
+{
+    const Folder folder;
+    auto store = std::make_shared<MaildirStore>(folder.path.string(), false);
+    start(config_of_tests(), store);
+    size_t number = 0;
+    for (const size_t length : {4085U, 4086U, 4087U, 4088U, 4089U, 4090U, 9000U, 70000U}) {
+        const std::string header = "X: " + std::string(length, 'h') + "\r\n\r\n";
+        store->deliver("alice", header + "body\r\nmore\r\n");
+        auto client = inbox();
+        const std::string which = "TOP " + std::to_string(++number);
+        EXPECT_EQ(client->ask(which + " 0").substr(0, 3), "+OK");
+        EXPECT_EQ(client->block(), header + ".\r\n") << length;
+        EXPECT_EQ(client->ask(which + " 1").substr(0, 3), "+OK");
+        EXPECT_EQ(client->block(), header + "body\r\n.\r\n") << length;
+        (void)client->ask("QUIT");
+    }
+}
+
+TEST_F(Maildir, ThatCannotBeWrittenMakesTheServerRefuseTheMail)
+{
+    const Folder folder;
+    auto store = std::make_shared<MaildirStore>(folder.path.string(), false);
+    std::ofstream(folder.path / "alice") << "a file where the folder should be";
+    start(config_of_tests(), store);
+    auto client = greeted();
+    envelope(*client);
+    EXPECT_EQ(client->ask("m\r\n.").substr(0, 4), "451 ");
+    EXPECT_THROW(store->deliver("../up", "m\r\n"), std::runtime_error);
+}
+
+TEST_F(Null, ServesTheMailItWasToldAndForgetsWhatItTakes)
+{
+    start(config_of_tests(), std::make_shared<NullStore>(SyntheticMail{20000, 7, 1000}));
+    auto sender = greeted();
+    envelope(*sender);
+    EXPECT_EQ(sender->ask("gone\r\n."), "250 OK");
+    auto client = inbox();
+    const std::string stat = client->ask("STAT");
+    EXPECT_EQ(stat.substr(0, 10), "+OK 20000 ");
+    const std::string size = client->ask("LIST 20000").substr(10);
+    EXPECT_EQ(client->ask("RETR 20000"), "+OK " + size + " octets");
+    const std::string mail = client->block();
+    EXPECT_EQ(std::to_string(mail.size() - 3), size) << "without the end mark";
+    const size_t body = mail.find("\r\n\r\n") + 4;
+    EXPECT_EQ(mail.size() - 3 - body, 1000U);
+    EXPECT_EQ(std::count(mail.begin(), mail.begin() + static_cast<long>(body), '\n'), 7 + 1);
+    EXPECT_EQ(client->ask("TOP 1 0").substr(0, 3), "+OK");
+    EXPECT_EQ(client->block().size(), body + 3);
+}
+
+TEST_F(ServerLife, RefusesAddressesThatOthersCouldReach)
+{
+    for (const char * address : {"0.0.0.0", "192.168.1.1", "localhost", "", "::1", "128.0.0.1"}) {
+        Config config = config_of_tests();
+        config.address = address;
+        EXPECT_THROW(start(config), std::invalid_argument) << address;
+    }
+}
+
+TEST_F(ServerLife, StopsWithClientsConnectedAndFreesItsPorts)
+{
+    start();
+    auto idle = smtp();
+    EXPECT_EQ(idle->line(), "220 localhost ESMTP ready");
+    auto half = pop3();
+    (void)half->send("US");
+    const uint16_t port = server->smtp_port();
+    server->stop();
+    EXPECT_EQ(idle->rest(), "");
+    EXPECT_EQ(idle->how_it_ended(), "(end)");
+    EXPECT_THROW(PlainClient client(port), std::runtime_error);
+    Config config = config_of_tests();
+    config.smtp_port = port;
+    start(config);
+    EXPECT_EQ(server->smtp_port(), port);
+}
+
+TEST_F(ServerLife, HangsUpOnASilentClient)
+{
+    Config config = config_of_tests();
+    config.idle = std::chrono::milliseconds(50);
+    start(config);
+    auto client = greeted();
+    EXPECT_EQ(client->rest(), "");
+    EXPECT_EQ(client->how_it_ended(), "(end)");
+}
+
+TEST_F(ServerLife, MasksEverySecretInTheTrace)
+{
+    for (const bool secrets : {false, true}) {
+        std::string trace;
+        Config config = config_of_tests();
+        config.trace_secrets = secrets;
+        config.trace = [&trace](const TraceLine & line) {
+            trace.append(line.side == Side::Client ? "C: " : "S: ").append(line.text).append("\n");
+        };
+        start(config);
+        {
+            auto client = smtp();
+            (void)client->line();
+            (void)client->ask("AUTH LOGIN " + base64_encode("alice"));
+            (void)client->ask(base64_encode("secret"));
+            (void)client->ask("AUTH CRAM-MD5");
+            (void)client->ask(base64_encode("alice secret"));
+            auto other = pop3();
+            (void)other->line();
+            (void)other->ask("APOP alice secret");
+            (void)other->ask("USER alice");
+            (void)other->ask("pass secret");
+        }
+        ASSERT_TRUE(server->wait_idle(std::chrono::seconds(10)));
+        for (const std::string & secret : {std::string("secret"), base64_encode("secret"),
+                                           base64_encode("alice"), base64_encode("alice secret")})
+            EXPECT_EQ(trace.find(secret) != std::string::npos, secrets) << secret << "\n" << trace;
+        EXPECT_NE(trace.find("C: USER alice\nS: +OK\n"), std::string::npos) << trace;
+    }
+}
+
+} // namespace
