@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <span>
 #include <strings.h>
 
 namespace {
@@ -9,9 +10,9 @@ namespace {
 // The alias of the first row whose name or alias is `name` under `compare`; null if there is none.
 const char * find_alias(const char * name, int (*compare)(const char *, const char *))
 {
-    for (const LocaleTable * row = known_locales; row->locale != nullptr; row++) {
-        if (compare(row->locale, name) == 0 || compare(row->alias, name) == 0) {
-            return row->alias;
+    for (const LocaleTable & row : std::span(known_locales, NUM_KNOWN_LOCALES)) {
+        if (compare(row.locale, name) == 0 || compare(row.alias, name) == 0) {
+            return row.alias;
         }
     }
     return nullptr;

@@ -263,12 +263,11 @@ TEST(CustomCollation, ABuiltInLabelLendsWhatTheRecordLeavesOpen)
     EXPECT_TRUE(custom.is_hidden() && custom.is_custom());
 }
 
-TEST(CustomCollation, TheSystemsOwnCharsetNameGoesFirst)
+TEST(CustomCollation, AnyNameOfItsCharacterSetWillDoAndIcuNeedsNone)
 {
     // No row has "cp950" as its own name; row 25 has it first.
     const a_custom_collation_info any = record("mine", "cp950");
     EXPECT_EQ(CollationInfo(&any).required_charset(), &UTLocale::_charset_info[25]);
-    // Rows 23 and 39 share "TIS-620"; it is the own name of row 23.
     const a_custom_collation_info own = record("mine", "TIS-620");
     EXPECT_EQ(CollationInfo(&own).required_charset(), &UTLocale::_charset_info[23]);
     const a_custom_collation_info unknown = record("mine", "nonsense");
