@@ -2,6 +2,7 @@
 // system.
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -154,9 +155,7 @@ void serve(Options & options)
     server.stop();
 }
 
-} // namespace
-
-int main(int argc, char ** argv)
+int run(int argc, char ** argv)
 {
     Options options;
     CLI::App app("An SMTP and POP3 server on loopback, for trying the link out. Ends on SIGTERM and SIGINT.",
@@ -168,12 +167,21 @@ int main(int argc, char ** argv)
     try {
         app.parse(argc, argv);
         take_users(options);
-        serve(options);
     } catch (const CLI::Error & error) {
         return app.exit(error);
+    }
+    serve(options);
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char ** argv)
+{
+    try {
+        return run(argc, argv);
     } catch (const std::exception & error) {
-        std::cerr << "orvmaild: " << error.what() << std::endl;
+        (void)std::fprintf(stderr, "orvmaild: %s\n", error.what()); // nothing is left to do if that fails
         return 1;
     }
-    return 0;
 }

@@ -97,13 +97,14 @@ struct Entry {
 
 // The ",S=" part of a file name; mail that another program has put here may lack it and costs a look at the
 // file.
-uint64_t size_of(const std::string & name, const std::string & path)
+uint64_t size_of(const std::string & name, const std::string & folder)
 {
     if (const size_t at = name.find(",S="); at != name.npos) {
         uint64_t size = 0;
         if (std::from_chars(name.data() + at + 3, name.data() + name.size(), size).ec == std::errc{})
             return size;
     }
+    const std::string path = folder + "/" + name;
     struct stat info {};
     if (::stat(path.c_str(), &info) != 0)
         fail(path);
@@ -119,7 +120,7 @@ void list_folder(const std::string & base, const char * folder, std::vector<Entr
     while (const dirent * entry = ::readdir(dir.get())) {
         std::string name = entry->d_name;
         if (!name.starts_with('.')) {
-            const uint64_t size = size_of(name, path + "/" + name);
+            const uint64_t size = size_of(name, path);
             entries.push_back({std::move(name), folder, size});
         }
     }
@@ -193,7 +194,7 @@ std::string MaildirStore::folder_of(const std::string & user)
 {
     if (user.empty() || user.starts_with('.') || user.find('/') != user.npos)
         throw std::runtime_error("no folder can have the name of user " + user);
-    const std::string base = _root + "/" + user;
+    std::string base = _root + "/" + user;
     const std::lock_guard lock(_made_mutex);
     if (!_made.contains(user)) {
         for (const char * folder : {"", "/tmp", "/new", "/cur"})
