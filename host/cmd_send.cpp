@@ -40,6 +40,11 @@ constexpr uint32_t out_of_band = 0xFFFFFFFF; // a message without a number of it
                  " bytes, and the reader takes " + std::to_string(max_framed_size));
         return EX_DATAERR;
     }
+    if (ends_mail_early(text)) {
+        complain("the text has a period alone on a line that begins behind a lone LF: a server may end the "
+                 "mail there");
+        return EX_DATAERR;
+    }
     if (has_lone_line_feed(text)) {
         complain("warning: lines that end with LF alone aren't line ends of mail; a server may refuse them");
     }

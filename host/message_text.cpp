@@ -53,4 +53,16 @@ bool has_lone_line_feed(std::string_view text)
     return false;
 }
 
+bool ends_mail_early(std::string_view text)
+{
+    for (size_t at = text.find("\n."); at != std::string_view::npos; at = text.find("\n.", at + 1)) {
+        const bool lone = at == 0 || text[at - 1] != '\r';
+        const std::string_view rest = text.substr(at + 2);
+        if (lone && (rest.empty() || rest.starts_with('\n') || rest.starts_with(line_end))) {
+            return true;
+        }
+    }
+    return false;
+}
+
 } // namespace orvhost

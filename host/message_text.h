@@ -21,4 +21,9 @@ inline constexpr size_t max_framed_size = 61440 - 2 - 5;
 // True if the text has an LF without a CR in front. Servers may refuse such a text (RFC 5321, 2.3.8).
 [[nodiscard]] bool has_lone_line_feed(std::string_view text);
 
+// True if the text has a period alone between a lone LF and a line end. A server that takes a lone LF for a
+// line end, as Postfix does unless told otherwise, sees the end of the mail there and reads the rest as
+// commands.
+[[nodiscard]] bool ends_mail_early(std::string_view text);
+
 } // namespace orvhost

@@ -48,3 +48,13 @@ TEST(MessageText, LoneLineFeedsAreFoundWhereverTheyStand)
         EXPECT_FALSE(has_lone_line_feed(text)) << text;
     }
 }
+
+TEST(MessageText, APeriodAloneBehindALoneLineFeedWouldEndTheMailEarly)
+{
+    for (const char * text : {"a\n.\nb", "a\n.\r\nb", "\n.\n", "a\n.", "a\r\n.\n.\n"}) {
+        EXPECT_TRUE(ends_mail_early(text)) << text;
+    }
+    for (const char * text : {"a\r\n.\r\nb", "a\r\n.\nb", "a\n..\n", "a\n.b\n", "a\n. \n", "\n", "."}) {
+        EXPECT_FALSE(ends_mail_early(text)) << text;
+    }
+}
