@@ -72,6 +72,13 @@ bool has_session(const a_smtp_link_info * lnk)
     return lnk->pop != nullptr && !SocketIsClosed(lnk->pop);
 }
 
+// Has the list of the host's messages lost its memory? No scan can give these messages their numbers any
+// more, and a number of an earlier session would read, or delete, another mail.
+bool has_lost_track(const a_smtp_link_info * lnk)
+{
+    return lnk->receivedMsgLst.error() != FALSE;
+}
+
 // Owns a search for the end of the mail in the link's body.
 class EndMarkSearch {
 public:
@@ -235,6 +242,9 @@ a_bool pop_fill_msg(a_smtp_link_info * link, char * id, unsigned long msgNum, a_
 
 COM_RESULT POPInboxRead::AttemptAction(int /*retry_count*/)
 {
+    if (has_lost_track(_lnk)) {
+        return COM_OUT_OF_MEMORY;
+    }
     if (!has_session(_lnk)) {
         return COM_RETRY;
     }
@@ -350,6 +360,9 @@ COM_RESULT POPInboxRead::file_message(const char * id, unsigned long msgNum)
 
 COM_RESULT POPMessageRead::AttemptAction(int /*retry_count*/)
 {
+    if (has_lost_track(_lnk)) {
+        return COM_OUT_OF_MEMORY;
+    }
     if (!has_session(_lnk)) {
         return COM_RETRY;
     }
@@ -362,6 +375,9 @@ COM_RESULT POPMessageRead::AttemptAction(int /*retry_count*/)
 
 COM_RESULT POPMessageDelete::AttemptAction(int /*retry_count*/)
 {
+    if (has_lost_track(_lnk)) {
+        return COM_OUT_OF_MEMORY;
+    }
     if (_msg->Exists()) {
         if (!has_session(_lnk)) {
             return COM_RETRY;
@@ -407,6 +423,10 @@ MSGRET MsgReceive(HLINK baseLink, HMSG * msg)
         return MSG_NO_MESSAGE;
     }
     inbox.FlagAsReceived(next);
+    if (has_lost_track(lnk)) {
+        delete next; // the mail itself is safe in the mailbox
+        return MSG_OUT_OF_MEMORY;
+    }
     *msg = next;
     return MSG_SUCCESS;
 }

@@ -13,8 +13,8 @@
 
 // Fetches mail `msgNum` of the POP3 session: its headers only, or headers and body, through the link's body
 // buffer, which afterwards holds the text in `body` and its length in `body_len`, with a line end in front.
-//   id         out: the value of the Message-ID header, cut to MESSAGE_ID_SIZE - 1; unchanged if there is
-//   none ignore_me  out: FALSE if the mail is one of the link's; unchanged if the command was refused
+//   id         out: the value of the Message-ID header, cut to MESSAGE_ID_SIZE - 1; unchanged without one
+//   ignore_me  out: FALSE if the mail is one of the link's; unchanged if the command was refused
 // FALSE: the command was refused, the connection is gone, a header line is too long, the mail doesn't fit in
 // the body buffer, or there is no memory for the search; all but the first two have been reported.
 [[nodiscard]] a_bool pop_fill_msg(a_smtp_link_info * link, char * id, unsigned long msgNum,
@@ -48,7 +48,9 @@ public:
     // Takes the first message out of unreceivedMsgLst; the caller owns it. Null when there is none.
     [[nodiscard]] SMTPLinkMessage * GetNextNewMessage();
 
-    // Puts a message into receivedMsgLst, which owns it from then on.
+    // Puts a message into receivedMsgLst, which owns it from then on, unless that list is in its error state
+    // afterwards: then it holds no message any more, this one and those before it belong to nobody, and all
+    // commands on the inbox end in COM_OUT_OF_MEMORY.
     void FlagAsReceived(SMTPLinkMessage * smtpLnkMsg);
 
 private:
