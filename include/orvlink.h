@@ -7,8 +7,7 @@
 // Order of calls
 //   1. MsgSupportedSettings, MsgVerifySetting, MsgQueryValue and MsgBrowseForAddress need no link.
 //   2. MsgInitLinkV3 makes a link; null means that there is none.
-//   3. MsgSendV3 and MsgReceive in any order and number; MsgContent and MsgDelete take a message of
-//   MsgReceive.
+//   3. MsgSendV3 and MsgReceive in any order and number; MsgContent and MsgDelete take what MsgReceive gave.
 //   4. MsgFiniLink last. The link and all its messages are gone then.
 //
 // Threads. The library starts none. One operation at a time runs on a link, on any thread; two links may be
@@ -82,8 +81,9 @@ typedef struct a_profile_rw_access {
 } a_profile_rw_access;
 
 typedef char * MSGSTRING;
-typedef uint32_t
-    value_types; // how a host may edit a setting; the link only hands the numbers 0, 1 and 3 over
+
+// How a host may edit a setting; the link only hands the numbers 0, 1 and 3 over.
+typedef uint32_t value_types;
 
 // The settings of a link as a host shows them. All arrays have one element for each name. The names, flags
 // and numbers are constant data of the library; the texts lie in the caller's buffer.
@@ -120,14 +120,12 @@ ORVLINK_EXPORT void MsgFiniLink(HLINK baseLink);
 // Sends one message.
 //   user     not used
 //   address  the recipient's e-mail address
-//   txt, len the text: `len` bytes, not terminated; owned by the host, must stay as it is during the call. It
-//   must
-//            be free of binary bytes, and its encoding has to pass by the line ends and blanks that the mail
-//            format adds (see docs/wire-format.md). The reader at the other end takes 61,440 bytes with all
-//            these.
+//   txt, len the text: `len` bytes, not terminated; owned by the host, must stay as it is during the call.
+//            It must be free of binary bytes and of LF without CR, and its encoding has to pass by the line
+//            ends and blanks that the mail format adds (see docs/wire-format.md). The reader at the other end
+//            takes 61,440 bytes with all these.
 //   count    the host's number of the message, which goes into its Message-ID; 0xFFFFFFFF for a message
-//   without
-//            one: the link draws a serial from the profile
+//            without one: the link draws a serial from the profile
 //   flags    not used
 // MSG_SUCCESS: the server has taken the message. Anything else: it may or may not have arrived (a lost final
 // reply), so the host keeps it and sends it again.
@@ -137,7 +135,8 @@ ORVLINK_EXPORT MSGRET MsgSendV3(HLINK baseLink, const char * user, const char * 
 // Hands out the next new message of the mailbox. Looks into the mailbox only when all messages of the last
 // look have been handed out; each such look opens a new POP3 session. Messages come in the order of their
 // ids, not in the order of sending. MSG_SUCCESS sets *msg; any other result leaves it alone; MSG_NO_MESSAGE:
-// there is none.
+// there is none. After MSG_OUT_OF_MEMORY the link may have lost account of its messages: it then gives that
+// result again, as MsgContent and MsgDelete do, and a new link finds all messages in the mailbox.
 ORVLINK_EXPORT MSGRET MsgReceive(HLINK baseLink, HMSG * msg);
 
 // Reads the text of a message. *txt and *len (bytes, the terminator behind them not counted) are set whatever

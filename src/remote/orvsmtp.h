@@ -82,8 +82,7 @@ public:
 
 // Ends both sessions and opens those of `mode`. MODE_BOTH follows send_only and receive_only; with neither it
 // proves the SMTP login, ends that session and leaves a POP3 session. Asks at the console for login values
-// when opening fails, unless suppress_dialogs is on. MSG_SUCCESS, or another value with nothing open that
-// wasn't asked for.
+// when opening fails, unless suppress_dialogs is on. MSG_SUCCESS, or another value with both slots null.
 [[nodiscard]] MSGRET Connect(a_smtp_link_info * lnk, smtp_pop_mode mode);
 
 // Keeps SIGPIPE away from the host for a whole operation, at two system calls, however often it sends. In
@@ -107,7 +106,8 @@ void trace(const a_smtp_link_info * lnk, const char * line);
 
 // Sends what stands in the socket's `send` buffer as a command: traces it, ends it with CR LF and flushes.
 // FALSE: the socket layer has reported why, or the line end doesn't fit any more; then nothing is sent, since
-// a server would wait for the end of a command that never comes. Nothing happens on a closed socket.
+// a server would wait for the end of a command that never comes. Nothing happens on a closed socket. What
+// wasn't sent stays pending: every way back to a command purges it.
 [[nodiscard]] a_bool send_command(a_sock * sock);
 
 // Closes an SMTP session after a failed read or write that has left it open but out of step: part of a reply

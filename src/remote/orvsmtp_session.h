@@ -15,7 +15,9 @@ public:
     // saved yet. `mode` is MODE_SMTP or MODE_POP.
     SMTP_POPSessionOpen(a_smtp_link_info * lnk, smtp_pop_mode mode);
 
-    // COM_SUCCESS: the session stands in the link's slot, logged in. COM_RETRY: the slot is null.
+    // COM_SUCCESS: the session stands in the link's slot, logged in; on SMTP also without a login that the
+    // server refused, since it may take mail all the same, and then possibly with a socket that was closed
+    // because the login left it out of step. COM_RETRY: the slot is null.
     [[nodiscard]] COM_RESULT AttemptAction(int retry_count) override;
 
     // Nothing: a failed attempt has closed its socket, and the next one starts from the beginning.

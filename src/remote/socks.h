@@ -3,17 +3,18 @@
 // incoming connection. No protocol is known here: SMTP and POP3 are spoken by the link.
 //
 // Units: all lengths and offsets are bytes; buffer sizes count the terminator, lengths of strings don't.
+//
 // Ownership: whoever made an object gives it back with the matching function; a context isn't owned by its
-// sockets, and
-//   freeing an object closes nothing unless its function says so.
+// sockets, and freeing an object closes nothing unless its function says so.
+//
 // Failure: FALSE, null or a negative count. A failed call of the operating system has been reported to
-// `msgcb` by then,
-//   with the text of SocketError for its errno, or else the language string 6691. Nothing is retried, so a
-//   signal that interrupts a call is reported like any other failure. There is no time-out: a read waits as
-//   long as the peer is silent.
+// `msgcb` by then, with the text of SocketError for its errno, or else the language string 6691. Nothing is
+// retried, so a signal that interrupts a call is reported like any other failure. There is no time-out: a
+// read waits as long as the peer is silent.
+//
 // Threads: no locks. A socket belongs to one thread at a time, and so does its context, which all sockets of
-// a link
-//   share. `msgcb` runs on the calling thread with the host's own signal mask.
+// a link share. `msgcb` runs on the calling thread with the host's own signal mask.
+//
 // Descriptors are closed across exec. No socket option is set.
 #pragma once
 
@@ -151,8 +152,9 @@ void GetLocalHost(a_sock_info * sock_info, char * local_host, size_t local_host_
 
 // Connects a closed socket and empties both its buffers.
 //   name             label of the service, for the trace; may be null
-//   *port            host byte order; becomes the protocol's number when the system's protocol database knows
-//   `name` suppress_errors  TRUE: a failure isn't reported
+//   *port            host byte order; becomes the protocol's number if the system's protocol database knows
+//                    `name`
+//   suppress_errors  TRUE: a failure isn't reported
 // FALSE leaves the socket closed with no descriptor open.
 [[nodiscard]] a_bool SocketOpen(a_sock * sock, const char * name, uint16 * port, a_bool suppress_errors);
 
@@ -200,9 +202,8 @@ void debug_outgoing(a_sock * sock);
 // Reads one line that ends with CR LF into `buf` and terminates it, without the whole run of CR and LF at its
 // end. A CR or an LF alone ends nothing; a zero byte is a byte like others.
 //   *buf_len   in: capacity in bytes, at least what the socket carries over; more than 512 count as 512,
-//   because what
-//              lies behind the line has to fit in the socket's `recv`. It must hold the CR LF too. Out:
-//              length of the line; unchanged on failure.
+//              because what lies behind the line has to fit in the socket's `recv`. It must hold the CR LF
+//              too. Out: length of the line; unchanged on failure.
 // FALSE: no memory for the search (nothing is lost then), the peer has closed, the read failed, or the
 // capacity holds no CR LF; what was read is lost, and nothing is carried over. Each reason but a closing
 // peer, which shows in the trace only, has been passed to msgcb. errno tells them apart: ENOMEM, 0 for a peer
