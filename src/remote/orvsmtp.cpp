@@ -22,7 +22,6 @@ constexpr size_t LIST_CHUNK_MAX = 0xFFFFFFFF;
 
 constexpr const char * LINK_VERSION = "16.0.0.428";
 constexpr uint32 STR_LINK_NAME = 9427;
-constexpr size_t BANNER_SIZE = 256;
 constexpr size_t INIT_ERROR_SIZE = 256;
 
 // A good SMTP reply is a positive completion or intermediate one (RFC 5321, section 4.2.1).
@@ -137,7 +136,7 @@ bool load_language_strings(MSG_CALLBACK msgcb)
 
 void show_banner(const a_smtp_link_info * lnk)
 {
-    char banner[BANNER_SIZE];
+    char banner[banner_size];
     (void)GetBanner(OSLangString, STR_LINK_NAME, LINK_VERSION, FALSE, FALSE, banner);
     trace(lnk, banner);
 }
