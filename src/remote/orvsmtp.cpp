@@ -270,6 +270,9 @@ a_bool smtp_reply(a_smtp_link_info * lnk, a_grab_func * grab, void * grab_data)
     unsigned int line_len = 0;
     bool good = true;
     bool last = false;
+    if (SocketIsClosed(lnk->smtp)) {
+        return FALSE;
+    }
     while (!last) {
         if (!read_reply_line(lnk, lnk->smtp, line, &line_len)) {
             close_if_out_of_step(lnk->smtp, errno);

@@ -122,7 +122,7 @@ using a_grab_func = void(void * grab_data, char * line_buf, unsigned int line_le
 
 // Reads an SMTP reply: lines up to one that is shorter than four characters or has no hyphen as fourth
 // character. Each line is traced; lines of four or more characters go to `grab`, as long as all lines so far
-// were good. TRUE when every line began with 2 or 3.
+// were good. TRUE when every line began with 2 or 3; FALSE on a closed socket, too.
 [[nodiscard]] a_bool smtp_reply(a_smtp_link_info * lnk, a_grab_func * grab = nullptr,
                                 void * grab_data = nullptr);
 

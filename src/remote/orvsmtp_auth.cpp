@@ -1,6 +1,7 @@
 #include "remote/orvsmtp_auth.h"
 
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <string_view>
 #include <strings.h>
@@ -92,7 +93,9 @@ bool say_ehlo(a_smtp_link_info * lnk, uint32 * supported_auth_mechanisms)
 {
     SocketString(lnk->smtp, "EHLO ");
     SocketString(lnk->smtp, lnk->local_host);
-    (void)send_command(lnk->smtp); // a connection that is gone shows when the reply is read
+    if (!send_command(lnk->smtp)) {
+        close_if_out_of_step(lnk->smtp, errno); // no reply will come to half a command
+    }
     return smtp_reply(lnk, grab_supported_auth, supported_auth_mechanisms);
 }
 

@@ -85,6 +85,9 @@ bool read_input_line(char * line, size_t size)
             line[len++] = static_cast<char>(c);
         }
     }
+    if (len > 0 && line[len - 1] == '\r') {
+        --len; // the line end of a file from another system
+    }
     line[len] = '\0';
     return true;
 }
