@@ -24,10 +24,10 @@ public:
                                   const a_byte * src_end, a_bool finish) override;
 
 private:
-    UConverter * _cvth = nullptr; // owned
-    const UTICU & _icu;
-    an_icu_callback _old_callback = nullptr; // what the handle had
-    const void * _old_context = nullptr;
+    [[maybe_unused]] UConverter * _cvth = nullptr; // owned
+    [[maybe_unused]] const UTICU & _icu;
+    [[maybe_unused]] an_icu_callback _old_callback = nullptr; // what the handle had
+    [[maybe_unused]] const void * _old_context = nullptr;
 };
 
 class FromUTF16ICUCharsetConverter final : public FromUTF16CharsetConverterBase {
@@ -42,8 +42,8 @@ public:
                                     const a_byte * src_end, a_bool finish) override;
 
 private:
-    UConverter * _cvth = nullptr; // owned
-    const UTICU & _icu;
-    an_icu_callback _old_callback = nullptr; // what the handle had
-    const void * _old_context = nullptr;
+    [[maybe_unused]] UConverter * _cvth = nullptr; // owned
+    [[maybe_unused]] const UTICU & _icu;
+    [[maybe_unused]] an_icu_callback _old_callback = nullptr; // what the handle had
+    [[maybe_unused]] const void * _old_context = nullptr;
 };

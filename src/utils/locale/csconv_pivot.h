@@ -63,6 +63,6 @@ public:
 private:
     NonpivotCharsetConverterPlaceholder _src_to_utf16;  // first stage
     NonpivotCharsetConverterPlaceholder _utf16_to_dest; // second stage
-    a_bool _has_stages = FALSE;                         // both are constructed
+    [[maybe_unused]] a_bool _has_stages = FALSE;        // both are constructed
 };
 static_assert(sizeof(PivotCharsetConverter) <= sizeof(CharsetConverterPlaceholder::_pivot));

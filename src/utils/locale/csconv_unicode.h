@@ -23,7 +23,7 @@ public:
                                   const a_byte * src_end, a_bool finish) override;
 
 private:
-    const CharsetInfo * _utf8_csinfo;
+    [[maybe_unused]] const CharsetInfo * _utf8_csinfo;
 };
 
 // The hub to UTF-8. A stop at an illegal character leaves the source cursor on it.
@@ -38,7 +38,7 @@ public:
                                     const a_byte * src_end, a_bool finish) override;
 
 private:
-    const CharsetInfo * _utf8_csinfo;
+    [[maybe_unused]] const CharsetInfo * _utf8_csinfo;
 };
 
 // CESU-8 to the hub.
@@ -53,7 +53,7 @@ public:
                                   const a_byte * src_end, a_bool finish) override;
 
 private:
-    const CharsetInfo * _cesu8_csinfo;
+    [[maybe_unused]] const CharsetInfo * _cesu8_csinfo;
 };
 
 // The hub to CESU-8.
@@ -68,7 +68,7 @@ public:
                                     const a_byte * src_end, a_bool finish) override;
 
 private:
-    const CharsetInfo * _cesu8_csinfo;
+    [[maybe_unused]] const CharsetInfo * _cesu8_csinfo;
 };
 
 // UTF-16 in one byte order to the other, UTF-16LE to UTF-16BE and back: the two bytes of each code unit

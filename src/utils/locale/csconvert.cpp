@@ -3,9 +3,18 @@
 #include <algorithm>
 #include <cstring>
 
+#include "utils/locale/csconv_pivot.h"
+#include "utils/locale/csconv_restart.h"
 #include "utils/locale/utlocale.h"
 
 // ---- Bases
+
+namespace {
+
+// U+FFFD in the hub.
+constexpr a_byte REPLACEMENT_UNIT[] = {0xFD, 0xFF};
+
+} // namespace
 
 void ToUTF16CharsetConverterBase::Reset()
 {
@@ -13,10 +22,38 @@ void ToUTF16CharsetConverterBase::Reset()
     _state.Clear();
 }
 
+ORV_CONV_RET ToUTF16CharsetConverterBase::ContinueConvert(PivotBuffer &, void ** p_dest,
+                                                          const void * dest_end, const void ** p_src,
+                                                          const void * src_end, a_bool finish)
+{
+    RestartableConversion conversion(
+        {_state, _encountered, _stop_at, p_dest, dest_end, p_src, src_end, finish},
+        {false, true, REPLACEMENT_UNIT, sizeof(REPLACEMENT_UNIT)});
+    return conversion.run([this](a_conversion_pass & pass) {
+        return to_utf16_aligned(&pass.dest, pass.dest_end, &pass.src, pass.src_end, pass.finish);
+    });
+}
+
 void FromUTF16CharsetConverterBase::Reset()
 {
     CharsetConverterBase::Reset();
     _state.Clear();
+}
+
+ORV_CONV_RET FromUTF16CharsetConverterBase::ContinueConvert(PivotBuffer &, void ** p_dest,
+                                                            const void * dest_end, const void ** p_src,
+                                                            const void * src_end, a_bool finish)
+{
+    size_t length = 0;
+    const a_byte * const substitute = _dest_csinfo->get_substitution_character(&length);
+    RestartableConversion conversion(
+        {_state, _encountered, _stop_at, p_dest, dest_end, p_src, src_end, finish},
+        {true, false, substitute, length});
+    return conversion.run([this](a_conversion_pass & pass) {
+        // A lone last byte is no code unit: it stays behind.
+        return from_utf16_aligned(&pass.dest, pass.dest_end, &pass.src, utf16_align(pass.src_end),
+                                  pass.finish);
+    });
 }
 
 // ---- Identity
@@ -46,6 +83,30 @@ ORV_CONV_RET IdentityCharsetConverter::ContinueConvert(PivotBuffer &, void ** p_
 
 // ---- CharsetConverter
 
+namespace {
+
+// Builds a converter at `mem` and keeps it if it is supported; otherwise nothing is left there.
+template<typename Converter, typename... Arguments>
+[[nodiscard]] a_bool keep_if_supported(void * mem, Arguments... arguments)
+{
+    auto * const converter = new (mem) Converter(arguments...);
+    if (converter->is_supported()) {
+        return TRUE;
+    }
+    converter->~Converter();
+    return FALSE;
+}
+
+// The same with the first that is supported.
+template<typename... Converters>
+[[nodiscard]] a_bool keep_first_supported(void * mem, UTLocale * locale, const CharsetInfo * dest_csinfo,
+                                          const CharsetInfo * src_csinfo)
+{
+    return (keep_if_supported<Converters>(mem, locale, dest_csinfo, src_csinfo) || ...) ? TRUE : FALSE;
+}
+
+} // namespace
+
 CharsetConverter::CharsetConverter(UTLocale * locale, const CharsetInfo * dest_csinfo,
                                    const CharsetInfo * src_csinfo)
     : _locale(locale)
@@ -63,21 +124,96 @@ CharsetConverter::~CharsetConverter()
 // What stands for a pair that isn't one: it copies, and isn't supported.
 void CharsetConverter::place_copier()
 {
-    const CharsetInfo * const ascii = _locale != nullptr ? _locale->AsciiCharset() : nullptr;
+    const CharsetInfo * const ascii = _locale->AsciiCharset();
     auto * const copier = new (&_conv_placeholder) IdentityCharsetConverter(_locale, ascii, ascii);
     copier->_is_supported = FALSE;
 }
 
 a_bool CharsetConverter::SetEncodings(const CharsetInfo * dest_csinfo, const CharsetInfo * src_csinfo)
 {
+    if (is_supported()) {
+        if (dest_csinfo == DestCharset() && src_csinfo == SrcCharset()) {
+            return TRUE;
+        }
+        close();
+    }
     conv().~CharsetConverterBase();
-    if (dest_csinfo != nullptr && dest_csinfo == src_csinfo) {
-        new (&_conv_placeholder) IdentityCharsetConverter(_locale, dest_csinfo, src_csinfo);
+    if (dest_csinfo == nullptr || src_csinfo == nullptr) {
+        place_copier();
+        return FALSE;
+    }
+    if (place_proper(dest_csinfo, src_csinfo)) {
         return TRUE;
     }
-    place_copier();
+    place_last_resort(dest_csinfo, src_csinfo);
     return FALSE;
 }
+
+// The best converter there is, the direct ones first. FALSE: there is none, and nothing is in place.
+a_bool CharsetConverter::place_proper(const CharsetInfo * dest_csinfo, const CharsetInfo * src_csinfo)
+{
+    void * const mem = &_conv_placeholder;
+    if (dest_csinfo == src_csinfo) {
+        return keep_if_supported<IdentityCharsetConverter>(mem, _locale, dest_csinfo, src_csinfo);
+    }
+    if (!dest_csinfo->is_mbcs() && !src_csinfo->is_mbcs() &&
+        keep_if_supported<BytemapCharsetConverter>(mem, _locale, dest_csinfo, src_csinfo)) {
+        return TRUE;
+    }
+    if (dest_csinfo->is_UTF16PE() &&
+        create_to_utf16_converter(_locale, mem, dest_csinfo, src_csinfo, FALSE)) {
+        return TRUE;
+    }
+    if (src_csinfo->is_UTF16PE() &&
+        create_from_utf16_converter(_locale, mem, dest_csinfo, src_csinfo, FALSE)) {
+        return TRUE;
+    }
+    return keep_if_supported<PivotCharsetConverter>(mem, _locale, dest_csinfo, src_csinfo, a_bool{FALSE});
+}
+
+void CharsetConverter::place_last_resort(const CharsetInfo * dest_csinfo, const CharsetInfo * src_csinfo)
+{
+    void * const mem = &_conv_placeholder;
+    if (dest_csinfo->is_UTF16PE()) {
+        new (mem) ToUTF16LastResortCharsetConverter(_locale, dest_csinfo, src_csinfo);
+    } else if (src_csinfo->is_UTF16PE()) {
+        new (mem) FromUTF16LastResortCharsetConverter(_locale, dest_csinfo, src_csinfo);
+    } else {
+        new (mem) PivotCharsetConverter(_locale, dest_csinfo, src_csinfo, TRUE);
+    }
+}
+
+a_bool CharsetConverter::create_to_utf16_converter(UTLocale * locale, void * mem,
+                                                   const CharsetInfo * dest_csinfo,
+                                                   const CharsetInfo * src_csinfo, a_bool allow_last_resort)
+{
+    if (keep_first_supported<SBCSToUTF16MapCharsetConverter, UTF8ToUTF16CharsetConverter,
+                             CESU8ToUTF16CharsetConverter, UTF16SwapEndianCharsetConverter,
+                             ToUTF16ICUCharsetConverter>(mem, locale, dest_csinfo, src_csinfo)) {
+        return TRUE;
+    }
+    if (allow_last_resort) {
+        new (mem) ToUTF16LastResortCharsetConverter(locale, dest_csinfo, src_csinfo);
+    }
+    return allow_last_resort;
+}
+
+a_bool CharsetConverter::create_from_utf16_converter(UTLocale * locale, void * mem,
+                                                     const CharsetInfo * dest_csinfo,
+                                                     const CharsetInfo * src_csinfo, a_bool allow_last_resort)
+{
+    if (keep_first_supported<UTF16ToUTF8CharsetConverter, UTF16ToCESU8CharsetConverter,
+                             UTF16SwapEndianCharsetConverter, FromUTF16ICUCharsetConverter>(
+            mem, locale, dest_csinfo, src_csinfo)) {
+        return TRUE;
+    }
+    if (allow_last_resort) {
+        new (mem) FromUTF16LastResortCharsetConverter(locale, dest_csinfo, src_csinfo);
+    }
+    return allow_last_resort;
+}
+
+// ---- Conversions
 
 ORV_CONV_RET CharsetConverter::Convert(a_byte * dest, size_t destlen, size_t * p_written, const a_byte * src,
                                        size_t srclen)

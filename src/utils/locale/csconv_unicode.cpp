@@ -1,0 +1,195 @@
+#include "utils/locale/csconv_unicode.h"
+
+#include "utils/locale/csconv_restart.h"
+#include "utils/locale/csconv_rule.h"
+#include "utils/locale/csconv_runs.h"
+#include "utils/locale/utlocale.h"
+
+namespace {
+
+// What a decoding or an encoding loop works on.
+struct a_transform {
+    const an_encoding_form & form;
+    CharsetConversionFlags & encountered;
+    const CharsetConversionFlags & stop_at;
+};
+
+// Notes an illegal character. TRUE: the conversion stops at it.
+bool stops_at_illegal(const a_transform & how)
+{
+    how.encountered.set_illegal_character();
+    return how.stop_at.illegal_character() != FALSE;
+}
+
+ORV_CONV_RET decode(a_run & run, const a_transform & how, const CharsetInfo & csinfo)
+{
+    const a_byte * const flags = csinfo._packed_collation->flags;
+    for (;;) {
+        decode_runs(run);
+        if (run.src >= run.src_end || run.dest >= run.dest_end) {
+            return ORV_CONV_OK;
+        }
+        const a_character c = decode_character(run.src, run.src_end, flags, how.form);
+        if (c.length == 0) {
+            return ORV_CONV_OK;
+        }
+        if (c.is_illegal && stops_at_illegal(how)) {
+            run.src += c.length;
+            return ORV_CONV_ILLEGAL_CHARACTER;
+        }
+        const uint32 value = c.is_illegal ? REPLACEMENT_CHARACTER : c.value;
+        const size_t written = put_units(value, run.dest, run.dest_end);
+        if (written == 0) {
+            return ORV_CONV_OK;
+        }
+        run.src += c.length;
+        run.dest += written;
+    }
+}
+
+ORV_CONV_RET encode(a_run & run, const a_transform & how)
+{
+    for (;;) {
+        encode_runs(run);
+        if (run.src >= run.src_end || run.dest >= run.dest_end) {
+            return ORV_CONV_OK;
+        }
+        const a_character c = read_units(run.src, run.src_end, how.form);
+        if (c.length == 0) {
+            return ORV_CONV_OK;
+        }
+        if (c.is_illegal && stops_at_illegal(how)) {
+            return ORV_CONV_ILLEGAL_CHARACTER;
+        }
+        const uint32 value = c.is_illegal ? REPLACEMENT_CHARACTER : c.value;
+        const size_t written = encode_character(value, run.dest, run.dest_end);
+        if (written == 0) {
+            return ORV_CONV_OK;
+        }
+        run.src += c.length;
+        run.dest += written;
+    }
+}
+
+a_bool is_pair(const CharsetInfo * dest, a_byte dest_id, const CharsetInfo * src, a_byte src_id)
+{
+    return dest != nullptr && src != nullptr && dest->_unique_identifier == dest_id &&
+                   src->_unique_identifier == src_id
+               ? TRUE
+               : FALSE;
+}
+
+} // namespace
+
+// ---- UTF-8
+
+UTF8ToUTF16CharsetConverter::UTF8ToUTF16CharsetConverter(UTLocale * locale, const CharsetInfo * dest_csinfo,
+                                                         const CharsetInfo * src_csinfo)
+    : ToUTF16CharsetConverterBase(locale, dest_csinfo, src_csinfo), _utf8_csinfo(locale->UTF8())
+{
+    _is_supported = is_pair(dest_csinfo, CSID_UTF16LE, src_csinfo, CSID_UTF8);
+}
+
+ORV_CONV_RET UTF8ToUTF16CharsetConverter::to_utf16_aligned(a_byte ** p_dest, const a_byte * dest_end,
+                                                           const a_byte ** p_src, const a_byte * src_end,
+                                                           a_bool)
+{
+    a_run run = {*p_dest, dest_end, *p_src, src_end};
+    const ORV_CONV_RET result = decode(run, {FORM_UTF8, _encountered, _stop_at}, *_utf8_csinfo);
+    *p_dest = run.dest;
+    *p_src = run.src;
+    return result;
+}
+
+UTF16ToUTF8CharsetConverter::UTF16ToUTF8CharsetConverter(UTLocale * locale, const CharsetInfo * dest_csinfo,
+                                                         const CharsetInfo * src_csinfo)
+    : FromUTF16CharsetConverterBase(locale, dest_csinfo, src_csinfo), _utf8_csinfo(locale->UTF8())
+{
+    _is_supported = is_pair(dest_csinfo, CSID_UTF8, src_csinfo, CSID_UTF16LE);
+}
+
+ORV_CONV_RET UTF16ToUTF8CharsetConverter::from_utf16_aligned(a_byte ** p_dest, const a_byte * dest_end,
+                                                             const a_byte ** p_src, const a_byte * src_end,
+                                                             a_bool)
+{
+    a_run run = {*p_dest, dest_end, *p_src, src_end};
+    const ORV_CONV_RET result = encode(run, {FORM_UTF8, _encountered, _stop_at});
+    *p_dest = run.dest;
+    *p_src = run.src;
+    return result;
+}
+
+// ---- CESU-8
+
+CESU8ToUTF16CharsetConverter::CESU8ToUTF16CharsetConverter(UTLocale * locale, const CharsetInfo * dest_csinfo,
+                                                           const CharsetInfo * src_csinfo)
+    : ToUTF16CharsetConverterBase(locale, dest_csinfo, src_csinfo), _cesu8_csinfo(locale->CESU8())
+{
+    _is_supported = is_pair(dest_csinfo, CSID_UTF16LE, src_csinfo, CSID_CESU8);
+}
+
+ORV_CONV_RET CESU8ToUTF16CharsetConverter::to_utf16_aligned(a_byte ** p_dest, const a_byte * dest_end,
+                                                            const a_byte ** p_src, const a_byte * src_end,
+                                                            a_bool)
+{
+    a_run run = {*p_dest, dest_end, *p_src, src_end};
+    const ORV_CONV_RET result = decode(run, {FORM_CESU8, _encountered, _stop_at}, *_cesu8_csinfo);
+    *p_dest = run.dest;
+    *p_src = run.src;
+    return result;
+}
+
+UTF16ToCESU8CharsetConverter::UTF16ToCESU8CharsetConverter(UTLocale * locale, const CharsetInfo * dest_csinfo,
+                                                           const CharsetInfo * src_csinfo)
+    : FromUTF16CharsetConverterBase(locale, dest_csinfo, src_csinfo), _cesu8_csinfo(locale->CESU8())
+{
+    _is_supported = is_pair(dest_csinfo, CSID_CESU8, src_csinfo, CSID_UTF16LE);
+}
+
+ORV_CONV_RET UTF16ToCESU8CharsetConverter::from_utf16_aligned(a_byte ** p_dest, const a_byte * dest_end,
+                                                              const a_byte ** p_src, const a_byte * src_end,
+                                                              a_bool)
+{
+    a_run run = {*p_dest, dest_end, *p_src, src_end};
+    const ORV_CONV_RET result = encode(run, {FORM_CESU8, _encountered, _stop_at});
+    *p_dest = run.dest;
+    *p_src = run.src;
+    return result;
+}
+
+// ---- UTF-16 in the other byte order
+
+UTF16SwapEndianCharsetConverter::UTF16SwapEndianCharsetConverter(UTLocale * locale,
+                                                                 const CharsetInfo * dest_csinfo,
+                                                                 const CharsetInfo * src_csinfo)
+    : CharsetConverterBase(locale, dest_csinfo, src_csinfo)
+{
+    _is_supported = is_pair(dest_csinfo, CSID_UTF16LE, src_csinfo, CSID_UTF16BE) ||
+                            is_pair(dest_csinfo, CSID_UTF16BE, src_csinfo, CSID_UTF16LE)
+                        ? TRUE
+                        : FALSE;
+}
+
+void UTF16SwapEndianCharsetConverter::Reset()
+{
+    CharsetConverterBase::Reset();
+    _state.Clear();
+}
+
+ORV_CONV_RET UTF16SwapEndianCharsetConverter::ContinueConvert(PivotBuffer &, void ** p_dest,
+                                                              const void * dest_end, const void ** p_src,
+                                                              const void * src_end, a_bool finish)
+{
+    size_t length = 0;
+    const a_byte * const substitute = _dest_csinfo->get_substitution_character(&length);
+    return RestartableConversion(
+               {_state, _encountered, _stop_at, p_dest, dest_end, p_src, src_end, finish},
+               {.even_src = false, .even_dest = false, .substitute = substitute, .substitute_length = length})
+        .run([](a_conversion_pass & pass) {
+            a_run run = {pass.dest, pass.dest_end, pass.src, pass.src_end};
+            swap_run(run);
+            pass.dest = run.dest;
+            pass.src = run.src;
+            return ORV_CONV_OK;
+        });
+}
