@@ -12,6 +12,7 @@ and one behind. The last line of a text goes out whole with up to 602 characters
 since the sender looks that far for one.
 """
 import random
+import re
 import sys
 
 LINE = 600
@@ -46,14 +47,16 @@ def as_received(text):
 
 
 def make_text():
-    rows = [b".", b"..", b".a period first", b"", b"a lone CR\rwithin", b"a lone LF\nwithin", b"LF\n.\nwithin", b"\r",
+    rows = [b".", b"..", b".a period first", b"", b"a lone CR\rwithin", b"a lone LF\nwithin", b"LF\n..\nwithin", b"\r",
             b"\n", b"\n\r", b"x" * 599, b"y" * 600, b"z" * 601, b"w" * 602, b"v" * 603, b"p" * 600 + b".",
             b"q" * 600 + b"." + b"r" * 600 + b"..", b"c" * 599 + b"\r", b"c" * 600 + b"\r", b"." * 1801]
     draw = random.Random(16)
     while sum(map(len, rows)) < 50 * 1024:
         length = draw.choice((0, 1, 40, 72, 76, 598, 601, 1200, 1300))
         rows.append(bytes(draw.choice(b"abcdefghijklmnopqrstuvwxyz0123456789 ....=\r\n") for _ in range(length)))
-    return b".\r\n" + b"\r\n".join(rows) + b"\r\nno line end behind this"
+    text = b".\r\n" + b"\r\n".join(rows) + b"\r\nno line end behind this"
+    # A period alone behind a lone LF is the one thing that hosts must not send: some servers end the mail there.
+    return re.sub(rb"(?<!\r)\n\.(?=\r?\n)", rb"\n..", text)
 
 
 def show(text):

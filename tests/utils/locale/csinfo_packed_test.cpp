@@ -169,11 +169,11 @@ TEST(PackedCollations, NothingStandsBetweenTheTwoCasesOfALetter)
 TEST(PackedCollations, AsciiFlagsAreTheSameInEveryTable)
 {
     std::array<a_byte, 128> flags{};
-    std::fill(flags.begin() + 9, flags.begin() + 14, PACKED_SPACE);
+    std::fill(&flags[9], &flags[14], PACKED_SPACE);
     flags[' '] = PACKED_SPACE;
-    std::fill(flags.begin() + '0', flags.begin() + '9' + 1, PACKED_DIGIT);
-    std::fill(flags.begin() + 'A', flags.begin() + 'Z' + 1, PACKED_ALPHA);
-    std::fill(flags.begin() + 'a', flags.begin() + 'z' + 1, PACKED_ALPHA);
+    std::fill(&flags['0'], &flags['9'] + 1, PACKED_DIGIT);
+    std::fill(&flags['A'], &flags['Z'] + 1, PACKED_ALPHA);
+    std::fill(&flags['a'], &flags['z'] + 1, PACKED_ALPHA);
     for (const size_t row : AllRowsWithTables())
         EXPECT_EQ(memcmp(Packed(row).flags, flags.data(), flags.size()), 0) << row;
     const auto * upper = Packed(0).flags + 128;
