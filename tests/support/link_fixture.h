@@ -44,9 +44,28 @@ inline std::vector<Row> pop_quit()
     return {hear("QUIT"), say("+OK bye")};
 }
 
-class LinkFixture : public testing::Test {
-protected:
-    LinkFixture()
+// A dialogue of one connection and what reaches the callback of a link in debug mode meanwhile, in order:
+// "< QUIT" is heard from the link, "> 221 bye" said to it, "! text" is some other line for the callback.
+struct Dialogue {
+    std::vector<Row> rows;
+    std::vector<std::string> traced;
+
+    Dialogue(std::initializer_list<std::string> script)
+    {
+        for (const std::string & line : script) {
+            traced.push_back(line.substr(2));
+            if (line[0] == '<')
+                rows.push_back(hear(traced.back()));
+            if (line[0] == '>')
+                rows.push_back(say(traced.back()));
+        }
+    }
+};
+
+// A link and all that is around it; apart from LinkFixture for tests that need it in a child process.
+class LinkStage {
+public:
+    LinkStage()
     {
         for (const auto & [name, value] : std::initializer_list<std::pair<const char *, std::string>>{
                  {"local_host", "link.example"},
@@ -61,15 +80,9 @@ protected:
              })
             profile.set(name, value);
     }
-    ~LinkFixture() override { end_link(); }
-
-    // The test's last look: the link ends, if the test hasn't ended it, and the script must have been kept
-    // to.
-    void TearDown() override
-    {
-        end_link();
-        EXPECT_TRUE(server.verdict());
-    }
+    ~LinkStage() { end_link(); }
+    LinkStage(const LinkStage &) = delete;
+    LinkStage & operator=(const LinkStage &) = delete;
 
     // False: there is no link; `link` is null then.
     [[nodiscard]] bool make_link(const char * address = "sales@a.example")
@@ -105,6 +118,17 @@ protected:
     HostProfile profile;
     CallbackRecorder callback;
     a_smtp_link_info * link = nullptr;
+};
+
+class LinkFixture : public testing::Test, public LinkStage {
+protected:
+    // The test's last look: the link ends, if the test hasn't ended it, and the script must have been kept
+    // to.
+    void TearDown() override
+    {
+        end_link();
+        EXPECT_TRUE(server.verdict());
+    }
 };
 
 } // namespace support
