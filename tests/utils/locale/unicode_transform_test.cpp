@@ -1,0 +1,503 @@
+#include "utils/locale/csconv_unicode.h"
+
+#include <cstdint>
+#include <random>
+#include <sys/mman.h>
+#include <unicode/ucnv.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "reference/unicode_model.h"
+#include "utils/locale/converter_driver.h"
+#include "utils/locale/csconv_rule.h"
+#include "utils/locale/csconv_runs.h"
+#include "utils/locale/unicode_texts.h"
+
+namespace {
+
+constexpr unsigned ILLEGAL = CharsetConversionFlags::ILLEGAL;
+constexpr unsigned TRUNCATED = CharsetConversionFlags::TRUNCATED;
+
+UTLocale & locale()
+{
+    static UTLocale the_locale;
+    return the_locale;
+}
+
+const CharsetInfo * utf8()
+{
+    return locale().UTF8();
+}
+const CharsetInfo * cesu8()
+{
+    return locale().CESU8();
+}
+const CharsetInfo * hub()
+{
+    return locale().UTF16LE();
+}
+const CharsetInfo * utf16be()
+{
+    return locale().UTF16BE();
+}
+
+// A pair with its model.
+struct a_pair {
+    const char * name;
+    const CharsetInfo * dest;
+    const CharsetInfo * src;
+    a_model_pair model;
+    Bytes substitute; // for a truncated character
+
+    [[nodiscard]] bool decodes() const { return model == MODEL_UTF8_UTF16 || model == MODEL_CESU8_UTF16; }
+};
+
+const std::vector<a_pair> & pairs()
+{
+    static const std::vector<a_pair> all = {
+        {"UTF-8 to UTF-16", hub(), utf8(), MODEL_UTF8_UTF16, {0xFD, 0xFF}},
+        {"UTF-16 to UTF-8", utf8(), hub(), MODEL_UTF16_UTF8, {0xEF, 0xBF, 0xBD}},
+        {"CESU-8 to UTF-16", hub(), cesu8(), MODEL_CESU8_UTF16, {0xFD, 0xFF}},
+        {"UTF-16 to CESU-8", cesu8(), hub(), MODEL_UTF16_CESU8, {0xEF, 0xBF, 0xBD}},
+        {"UTF-16LE to UTF-16BE", utf16be(), hub(), MODEL_SWAP, {0xFF, 0xFD}},
+        {"UTF-16BE to UTF-16LE", hub(), utf16be(), MODEL_SWAP, {0xFD, 0xFF}},
+    };
+    return all;
+}
+
+Bytes bytes_of(const Units & units)
+{
+    Bytes bytes;
+    for (const a_utf16 unit : units) {
+        bytes.push_back(static_cast<a_byte>(unit & 0xFF));
+        bytes.push_back(static_cast<a_byte>(unit >> 8));
+    }
+    return bytes;
+}
+
+// Text for a pair's source, good or bad.
+Bytes random_input(const a_pair & pair, UnicodeTexts & texts, size_t length)
+{
+    const bool is_bad = texts.below(3) != 0;
+    if (!pair.decodes()) {
+        Bytes bytes = bytes_of(is_bad ? texts.spoilt_units(length) : texts.text(length));
+        if (is_bad && texts.below(2) != 0) {
+            bytes.push_back(static_cast<a_byte>(texts.below(256)));
+        }
+        return bytes;
+    }
+    const a_model_pair back = pair.model == MODEL_UTF8_UTF16 ? MODEL_UTF16_UTF8 : MODEL_UTF16_CESU8;
+    const Bytes good = UnicodeModel(back, {}).convert(bytes_of(texts.text(length)), 0).bytes;
+    return is_bad ? texts.spoilt_bytes(good) : good;
+}
+
+a_outcome expected(const a_pair & pair, const Bytes & input, unsigned stop_at)
+{
+    const a_model_result model = UnicodeModel(pair.model, pair.substitute).convert(input, stop_at);
+    return {model.bytes, model.result, model.flags, model.position};
+}
+
+// ---- Single cases
+
+struct a_case {
+    a_model_pair pair;
+    Bytes input;
+    Bytes output;
+    unsigned flags;
+};
+
+// Units in the hub's byte order.
+Bytes u16(std::initializer_list<a_utf16> units)
+{
+    return bytes_of(Units(units));
+}
+
+TEST(UnicodeTransform, LenientReadingsAndSubstitutesAreExact)
+{
+    const a_case cases[] = {
+        {MODEL_UTF8_UTF16, {0xC3, 0xA9}, u16({0xE9}), 0},
+        {MODEL_UTF8_UTF16, {0xE2, 0x82, 0xAC}, u16({0x20AC}), 0},
+        {MODEL_UTF8_UTF16, {0xF0, 0x9F, 0x98, 0x80}, u16({0xD83D, 0xDE00}), 0},
+        {MODEL_UTF8_UTF16, {0xF4, 0x8F, 0xBF, 0xBF}, u16({0xDBFF, 0xDFFF}), 0},
+        {MODEL_UTF8_UTF16, {0xF4, 0x90, 0x80, 0x80}, u16({0xFFFD}), ILLEGAL},
+        {MODEL_UTF8_UTF16, {0xF4, 0xBF, 0xBF, 0xBF, 'x'}, u16({0xFFFD, 'x'}), ILLEGAL},
+        {MODEL_UTF8_UTF16, {0xC0, 0xC1, 0x80, 0xBF, 0xF5, 0xFF}, u16({0, 1, 0x80, 0xBF, 0xF5, 0xFF}), 0},
+        {MODEL_UTF8_UTF16, {0xE0, 0x80, 0x80}, u16({0}), 0},
+        {MODEL_UTF8_UTF16, {0xF0, 0x80, 0x80, 0xC1}, u16({1}), 0},
+        {MODEL_UTF8_UTF16, {0xED, 0xA0, 0x80}, u16({0xD800}), 0},
+        {MODEL_UTF8_UTF16, {0xC3, 0x41}, u16({0xC1}), 0},
+        {MODEL_UTF8_UTF16, {'a', 0xE2, 0x82}, u16({'a', 0xFFFD}), TRUNCATED},
+        {MODEL_UTF8_UTF16, {0xF0, 'a', 'b'}, u16({0xFFFD}), TRUNCATED}, // the rest goes with it
+        {MODEL_UTF16_UTF8, u16({0xD83D, 0xDE00}), {0xF0, 0x9F, 0x98, 0x80}, 0},
+        {MODEL_UTF16_UTF8, u16({0xD83D, 'A'}), {0xEF, 0xBF, 0xBD, 'A'}, ILLEGAL},
+        {MODEL_UTF16_UTF8, u16({0xDE00}), {0xEF, 0xBF, 0xBD}, ILLEGAL},
+        {MODEL_UTF16_UTF8, u16({0xD83D}), {0xEF, 0xBF, 0xBD}, TRUNCATED},
+        {MODEL_UTF16_UTF8, {'a', 0, 'b'}, {'a', 0xEF, 0xBF, 0xBD}, TRUNCATED},
+        {MODEL_UTF16_UTF8, {0x3D, 0xD8, 'b'}, {0xEF, 0xBF, 0xBD}, TRUNCATED}, // one for both
+        {MODEL_CESU8_UTF16, {0xED, 0xA0, 0xBD, 0xED, 0xB8, 0x80}, u16({0xD83D, 0xDE00}), 0},
+        {MODEL_CESU8_UTF16, {0xF0, 0x9F, 0xF4, 0xFF}, u16({0xF0, 0x9F, 0xF4, 0xFF}), 0},
+        {MODEL_CESU8_UTF16, {0xEF, 0xBF}, u16({0xFFFD}), TRUNCATED},
+        {MODEL_UTF16_CESU8, u16({0xD83D, 0xDE00}), {0xED, 0xA0, 0xBD, 0xED, 0xB8, 0x80}, 0},
+        {MODEL_UTF16_CESU8, u16({0xDE00}), {0xED, 0xB8, 0x80}, 0},
+        {MODEL_UTF16_CESU8, {0x00}, {0xEF, 0xBF, 0xBD}, TRUNCATED},
+    };
+    for (const a_case & c : cases) {
+        const a_pair & pair = pairs()[c.pair];
+        SCOPED_TRACE(std::string(pair.name) + ": " + hex(c.input));
+        CharsetConverter conv(&locale(), pair.dest, pair.src);
+        EXPECT_EQ(ConverterDriver(conv).whole(c.input),
+                  (a_outcome{c.output, ORV_CONV_OK, c.flags, c.input.size()}));
+    }
+}
+
+struct a_stop {
+    a_model_pair pair;
+    Bytes input;
+    unsigned stop_at;
+    ORV_CONV_RET result;
+    size_t position;
+    size_t written;
+};
+
+TEST(UnicodeTransform, CursorsStandAtTheCharacterWhereAStopSaysSo)
+{
+    const a_stop stops[] = {
+        // Behind the bad character, decoding; on it, encoding. As first, last and only character.
+        {MODEL_UTF8_UTF16, {'a', 0xF4, 0x90, 0x80, 0x80, 'b'}, ILLEGAL, ORV_CONV_ILLEGAL_CHARACTER, 5, 2},
+        {MODEL_UTF8_UTF16, {0xF4, 0x90, 0x80, 0x80}, ILLEGAL, ORV_CONV_ILLEGAL_CHARACTER, 4, 0},
+        {MODEL_UTF16_UTF8, u16({'a', 0xDE00, 'b'}), ILLEGAL, ORV_CONV_ILLEGAL_CHARACTER, 2, 1},
+        {MODEL_UTF16_UTF8, u16({0xDE00}), ILLEGAL, ORV_CONV_ILLEGAL_CHARACTER, 0, 0},
+        {MODEL_UTF16_UTF8, u16({0xD83D, 'A'}), ILLEGAL, ORV_CONV_ILLEGAL_CHARACTER, 0, 0},
+        {MODEL_UTF16_UTF8, u16({'a', 0xD83D}), ILLEGAL | TRUNCATED, ORV_CONV_TRUNCATED_CHARACTER, 2, 1},
+        {MODEL_UTF8_UTF16, {'a', 0xE2, 0x82}, TRUNCATED, ORV_CONV_TRUNCATED_CHARACTER, 1, 2},
+        {MODEL_CESU8_UTF16, {0xC2}, TRUNCATED, ORV_CONV_TRUNCATED_CHARACTER, 0, 0},
+        {MODEL_UTF16_CESU8, {'a', 0, 'b'}, TRUNCATED, ORV_CONV_TRUNCATED_CHARACTER, 2, 1},
+        {MODEL_SWAP, {'a', 0, 'b'}, TRUNCATED, ORV_CONV_TRUNCATED_CHARACTER, 2, 2},
+    };
+    for (const a_stop & s : stops) {
+        const a_pair & pair = pairs()[s.pair];
+        SCOPED_TRACE(std::string(pair.name) + ": " + hex(s.input));
+        CharsetConverter conv(&locale(), pair.dest, pair.src);
+        conv.stop_at().set(s.stop_at);
+        PivotBuffer pivot;
+        a_byte area[64];
+        void * dest = area;
+        const void * src = s.input.data();
+        EXPECT_EQ(conv.ContinueConvert(pivot, &dest, area + sizeof(area), &src,
+                                       s.input.data() + s.input.size(), TRUE),
+                  s.result);
+        EXPECT_EQ(static_cast<const a_byte *>(src) - s.input.data(), static_cast<ptrdiff_t>(s.position));
+        EXPECT_EQ(static_cast<a_byte *>(dest) - area, static_cast<ptrdiff_t>(s.written));
+    }
+}
+
+TEST(UnicodeTransform, SwapIsForTheTwoByteOrdersAlone)
+{
+    for (const CharsetInfo & dest : UTLocale::_charset_info) {
+        for (const CharsetInfo & src : UTLocale::_charset_info) {
+            const bool both = (&dest == hub() && &src == utf16be()) || (&dest == utf16be() && &src == hub());
+            EXPECT_EQ(UTF16SwapEndianCharsetConverter(&locale(), &dest, &src).is_supported() != FALSE, both);
+        }
+    }
+    CharsetConverter conv(&locale(), utf16be(), hub());
+    EXPECT_TRUE(conv.is_supported());
+    EXPECT_FALSE(conv.support_reporting());
+}
+
+// ---- Against the model
+
+TEST(UnicodeTransform, EveryPairOfBytesReadsAsTheModelSays)
+{
+    for (const a_pair & pair : pairs()) {
+        CharsetConverter conv(&locale(), pair.dest, pair.src);
+        ConverterDriver driver(conv);
+        for (unsigned value = 0; value < 0x10000; value++) {
+            const Bytes input = {static_cast<a_byte>(value >> 8), static_cast<a_byte>(value & 0xFF)};
+            ASSERT_EQ(driver.whole(input), expected(pair, input, 0)) << pair.name << " " << hex(input);
+        }
+    }
+}
+
+// The vectors' borders move over every lead byte.
+TEST(UnicodeTransform, EveryLeadByteAtEveryPlaceReadsAsTheModelSays)
+{
+    for (const a_pair & pair : pairs()) {
+        CharsetConverter conv(&locale(), pair.dest, pair.src);
+        ConverterDriver driver(conv);
+        for (unsigned lead = 0x80; lead < 0x100; lead++) {
+            for (size_t at = 0; at < 36; at++) {
+                Bytes input(80, 'x');
+                input[at] = static_cast<a_byte>(lead);
+                input[at + 1] = static_cast<a_byte>(0x80 | at);
+                ASSERT_EQ(driver.whole(input), expected(pair, input, 0)) << pair.name << " " << hex(input);
+            }
+        }
+    }
+}
+
+TEST(UnicodeTransform, WholeCallsFollowTheModelWithEveryStop)
+{
+    std::mt19937_64 random(501);
+    UnicodeTexts texts(random);
+    for (const a_pair & pair : pairs()) {
+        CharsetConverter conv(&locale(), pair.dest, pair.src);
+        ConverterDriver driver(conv);
+        for (int i = 0; i < 3000; i++) {
+            const Bytes input = random_input(pair, texts, i % 100 == 0 ? 1500 : texts.below(120));
+            const unsigned stop_at = i % 8;
+            conv.stop_at().set(stop_at);
+            ASSERT_EQ(driver.whole(input), expected(pair, input, stop_at))
+                << pair.name << " stops " << stop_at << " input " << hex(input);
+        }
+    }
+}
+
+TEST(UnicodeTransform, CuttingInputAndOutputChangesNothing)
+{
+    std::mt19937_64 random(502);
+    UnicodeTexts texts(random);
+    constexpr size_t sizes[] = {1, 2, 3, 5, 9, 20, 70, 600, 3000};
+    for (const a_pair & pair : pairs()) {
+        CharsetConverter conv(&locale(), pair.dest, pair.src);
+        ConverterDriver driver(conv);
+        for (int i = 0; i < 3000; i++) {
+            const bool is_long = i % 50 == 0;
+            const Bytes input = random_input(pair, texts, is_long ? 1500 : texts.below(60));
+            const unsigned stop_at = i % 8;
+            const a_cutting cutting = {random, sizes[texts.below(std::size(sizes))],
+                                       sizes[texts.below(std::size(sizes))]};
+            conv.stop_at().set(stop_at);
+            ASSERT_EQ(driver.in_pieces(input, cutting), expected(pair, input, stop_at))
+                << pair.name << " stops " << stop_at << " input " << hex(input);
+        }
+    }
+}
+
+// Two pieces, cut at every place, into destinations of one size throughout.
+TEST(UnicodeTransform, NoCutAndNoSizeOfDestinationMatters)
+{
+    std::mt19937_64 random(503);
+    UnicodeTexts texts(random);
+    for (const a_pair & pair : pairs()) {
+        CharsetConverter conv(&locale(), pair.dest, pair.src);
+        for (int i = 0; i < 40; i++) {
+            const Bytes input = random_input(pair, texts, 1 + texts.below(12));
+            const a_outcome whole = expected(pair, input, 0);
+            for (size_t at = 0; at <= input.size(); at++) {
+                for (size_t room = 1; room <= 12; room++) {
+                    conv.Reset();
+                    PivotBuffer pivot;
+                    Bytes output;
+                    const void * src = input.data();
+                    for (const size_t end : {at, input.size(), input.size()}) {
+                        const a_bool finish = end == input.size() ? TRUE : FALSE;
+                        ORV_CONV_RET result = ORV_CONV_DST_BUFFER_OVERRUN;
+                        for (int calls = 0; result == ORV_CONV_DST_BUFFER_OVERRUN && calls < 2000; calls++) {
+                            GuardedArea area(room, (room + at) % 2 != 0, 0xA5);
+                            void * dest = area.begin();
+                            result = conv.ContinueConvert(pivot, &dest, area.end(), &src, input.data() + end,
+                                                          finish);
+                            ASSERT_TRUE(area.is_intact());
+                            output.insert(output.end(), area.begin(), static_cast<a_byte *>(dest));
+                        }
+                        ASSERT_EQ(result, ORV_CONV_OK);
+                        ASSERT_EQ(src, input.data() + end);
+                    }
+                    ASSERT_EQ(hex(output), hex(whole.bytes))
+                        << pair.name << " cut at " << at << " room " << room << " input " << hex(input);
+                    ASSERT_EQ(conv.encountered().get(), whole.flags);
+                }
+            }
+        }
+    }
+}
+
+TEST(UnicodeTransform, ResetForgetsWhatIsHeldAndMet)
+{
+    std::mt19937_64 random(504);
+    UnicodeTexts texts(random);
+    for (const a_pair & pair : pairs()) {
+        CharsetConverter conv(&locale(), pair.dest, pair.src);
+        ConverterDriver driver(conv);
+        for (int i = 0; i < 200; i++) {
+            // A conversion that is given up at any point, with output and input held.
+            const Bytes abandoned = random_input(pair, texts, 20);
+            PivotBuffer pivot;
+            GuardedArea area(texts.below(30), i % 2 != 0, 0x5A);
+            void * dest = area.begin();
+            const void * src = abandoned.data();
+            (void)conv.ContinueConvert(pivot, &dest, area.end(), &src,
+                                       abandoned.data() + texts.below(abandoned.size() + 1), FALSE);
+            const Bytes input = random_input(pair, texts, 20);
+            const unsigned stop_at = i % 8;
+            conv.stop_at().set(stop_at);
+            ASSERT_EQ(driver.whole(input), expected(pair, input, stop_at)) << pair.name << hex(input);
+            EXPECT_EQ(conv.stop_at().get(), stop_at);
+        }
+    }
+}
+
+// A destination and a source that end where a page does, with nothing readable or writable behind.
+class EdgeOfPage {
+public:
+    EdgeOfPage() : _page(static_cast<size_t>(sysconf(_SC_PAGESIZE)))
+    {
+        _base = static_cast<a_byte *>(
+            mmap(nullptr, 2 * _page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        EXPECT_EQ(mprotect(_base + _page, _page, PROT_NONE), 0);
+    }
+    ~EdgeOfPage() { munmap(_base, 2 * _page); }
+    EdgeOfPage(const EdgeOfPage &) = delete;
+    EdgeOfPage & operator=(const EdgeOfPage &) = delete;
+    [[nodiscard]] a_byte * end() const { return _base + _page; }
+
+private:
+    size_t _page;
+    a_byte * _base;
+};
+
+TEST(UnicodeTransform, NothingBehindAPagesEdgeIsTouched)
+{
+    const EdgeOfPage source;
+    const EdgeOfPage target;
+    std::mt19937_64 random(505);
+    UnicodeTexts texts(random);
+    for (const a_pair & pair : pairs()) {
+        CharsetConverter conv(&locale(), pair.dest, pair.src);
+        for (int i = 0; i < 2000; i++) {
+            const Bytes input = random_input(pair, texts, texts.below(100));
+            std::copy(input.begin(), input.end(), source.end() - input.size());
+            const Bytes whole = expected(pair, input, 0).bytes;
+            const size_t room = i % 2 != 0 ? whole.size() : texts.below(whole.size() + 1);
+            size_t written = 0;
+            const ORV_CONV_RET result =
+                conv.Convert(target.end() - room, room, &written, source.end() - input.size(), input.size());
+            ASSERT_EQ(result, room == whole.size() ? ORV_CONV_OK : ORV_CONV_DST_BUFFER_OVERRUN);
+            ASSERT_EQ(written, room);
+            ASSERT_EQ(hex({target.end() - room, room}), hex({whole.data(), room})) << pair.name;
+        }
+    }
+}
+
+// ---- The fast way against the rule
+
+TEST(UnicodeTransform, LeadByteTablesSayWhatTheRunsTakeForGranted)
+{
+    for (const CharsetInfo * csinfo : {utf8(), cesu8()}) {
+        const a_byte * const flags = csinfo->_packed_collation->flags;
+        for (unsigned b = 0xC0; b <= 0xEF; b++) {
+            EXPECT_EQ(flags[b] & PACKED_TRAILING_BYTES, b < 0xC2 ? 0 : b < 0xE0 ? 1 : 2) << b;
+        }
+    }
+}
+
+TEST(UnicodeTransform, DecodedRunsFollowTheScalarRule)
+{
+    std::mt19937_64 random(506);
+    UnicodeTexts texts(random);
+    const a_byte * const flags = utf8()->_packed_collation->flags;
+    size_t converted = 0;
+    for (int i = 0; i < 5000; i++) {
+        const Bytes input =
+            random_input(pairs()[i % 2 != 0 ? MODEL_UTF8_UTF16 : MODEL_CESU8_UTF16], texts, 150);
+        Bytes output(2 * input.size());
+        a_run run = {output.data(), output.data() + output.size(), input.data(), input.data() + input.size()};
+        decode_runs(run);
+        Bytes slow(output.size());
+        a_byte * dest = slow.data();
+        for (const a_byte * src = input.data(); src < run.src;) {
+            const a_character c = decode_character(src, run.src, flags, FORM_UTF8);
+            ASSERT_NE(c.length, 0u) << "a run ends inside a character: " << hex(input);
+            dest += put_units(c.value, dest, slow.data() + slow.size());
+            src += c.length;
+        }
+        const auto made = static_cast<size_t>(dest - slow.data());
+        ASSERT_EQ(run.dest - output.data(), static_cast<ptrdiff_t>(made));
+        ASSERT_EQ(hex({output.data(), made}), hex({slow.data(), made})) << hex(input);
+        converted += made;
+    }
+    EXPECT_GT(converted, 100000u);
+}
+
+TEST(UnicodeTransform, EncodedRunsFollowTheScalarRule)
+{
+    std::mt19937_64 random(507);
+    UnicodeTexts texts(random);
+    size_t converted = 0;
+    for (int i = 0; i < 5000; i++) {
+        const Bytes input = bytes_of(texts.spoilt_units(150));
+        const ExactSource source(input, i % 2 != 0);
+        Bytes output(3 * input.size());
+        Bytes slow(output.size());
+        for (const a_byte * src = source.begin(); src < source.end();) {
+            a_run run = {output.data(), output.data() + output.size(), src, source.end()};
+            encode_runs(run);
+            a_byte * dest = slow.data();
+            for (; src < run.src; src += 2) {
+                dest += encode_character(load_unit(src), dest, slow.data() + slow.size());
+            }
+            const auto made = static_cast<size_t>(dest - slow.data());
+            ASSERT_EQ(run.dest - output.data(), static_cast<ptrdiff_t>(made));
+            ASSERT_EQ(hex({output.data(), made}), hex({slow.data(), made})) << hex(input);
+            converted += made;
+            src += 2; // what ended the run
+        }
+    }
+    EXPECT_GT(converted, 100000u);
+}
+
+// ---- Against ICU, which agrees on well-formed text
+
+Bytes icu_from_hub(const char * name, const Bytes & input)
+{
+    UErrorCode error = U_ZERO_ERROR;
+    UConverter * const conv = ucnv_open(name, &error);
+    Bytes output(2 * input.size() + 64);
+    const Units units(reinterpret_cast<const a_utf16 *>(input.data()),
+                      reinterpret_cast<const a_utf16 *>(input.data() + input.size()));
+    const int32_t length = ucnv_fromUChars(
+        conv, reinterpret_cast<char *>(output.data()), static_cast<int32_t>(output.size()),
+        reinterpret_cast<const UChar *>(units.data()), static_cast<int32_t>(units.size()), &error);
+    EXPECT_TRUE(U_SUCCESS(error)) << u_errorName(error);
+    ucnv_close(conv);
+    output.resize(static_cast<size_t>(length));
+    return output;
+}
+
+TEST(UnicodeTransform, EveryCharacterGoesToUtf8AndBackAsInIcu)
+{
+    Units units;
+    for (uint32_t c = 1; c <= 0x10FFFF; c++) {
+        if (c < 0xD800 || (c > 0xDFFF && c <= 0xFFFF)) {
+            units.push_back(static_cast<a_utf16>(c));
+        } else if (c > 0xFFFF) {
+            units.push_back(static_cast<a_utf16>(0xD800 + ((c - 0x10000) >> 10)));
+            units.push_back(static_cast<a_utf16>(0xDC00 + ((c - 0x10000) & 0x3FF)));
+        }
+    }
+    const Bytes text = bytes_of(units);
+    const struct {
+        const char * icu_name;
+        const CharsetInfo * csinfo;
+    } encodings[] = {{"UTF-8", utf8()}, {"CESU-8", cesu8()}};
+    for (const auto & encoding : encodings) {
+        const Bytes wanted = icu_from_hub(encoding.icu_name, text);
+        CharsetConverter there(&locale(), encoding.csinfo, hub());
+        Bytes encoded(wanted.size() + 1);
+        size_t written = 0;
+        ASSERT_EQ(there.Convert(encoded.data(), encoded.size(), &written, text.data(), text.size()),
+                  ORV_CONV_OK);
+        encoded.resize(written);
+        ASSERT_TRUE(encoded == wanted) << encoding.icu_name;
+        CharsetConverter back(&locale(), hub(), encoding.csinfo);
+        Bytes decoded(text.size());
+        ASSERT_EQ(back.Convert(decoded.data(), decoded.size(), &written, wanted.data(), wanted.size()),
+                  ORV_CONV_OK);
+        ASSERT_EQ(written, text.size());
+        ASSERT_TRUE(decoded == text) << encoding.icu_name;
+        EXPECT_EQ(there.encountered().get() | back.encountered().get(), 0u);
+    }
+}
+
+} // namespace
