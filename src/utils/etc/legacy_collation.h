@@ -56,24 +56,28 @@ public:
     a_bool from_default() const override;
 
 private:
-    // The smallest byte from 1 on with that sort position, '?' if there is none.
-    a_byte byte_at_sortpos(a_byte sortpos) const;
-    void reset(const a_packed_collation_order * packed);
+    void reset();
     bool compute_case_translation_preserves_sort_order() const;
+
     size_t trailing_bytes(a_byte lead) const { return _is_mbcs ? nbytes_following(lead) : 0; }
+
     template<typename Source> int compare(Source & s1, Source & s2) const;
     int compare_single_bytes(const a_byte * s1, const a_byte * s2, size_t len) const;
+    bool trailing_bytes_match(const a_byte * prefix, size_t len, const a_byte * str,
+                              const a_byte * str_end) const;
+
     size_t map_char(const a_byte * map, a_byte * dest, size_t dest_size, const a_byte * src,
                     size_t src_size) const;
     size_t map_str(const a_byte * map, a_byte * dest, size_t dest_size, const a_byte * src,
                    size_t src_size) const;
-    // Maps `len` bytes of text whose first `owed` bytes still belong to a character begun before; the result
-    // is how many the last character still lacks.
+    // Maps `len` bytes of text, which may be `dest` itself. The first `owed` bytes belong to a character
+    // begun before; the result is how many bytes the last character still lacks.
     size_t map_piece(const a_byte * map, a_byte * dest, const a_byte * src, size_t len, size_t owed) const;
     size_t zap_stream(const a_byte * map, UTOStream & output, UTIStream & input) const;
-    a_bool is_prefix_mbcs(const a_byte * prefix, const a_byte * prefix_end, const a_byte * str,
-                          const a_byte * str_end, a_byte ** match_end) const;
-    template<typename Form> void encode_piece(Form & key, const a_byte * src, size_t len) const;
+
+    template<typename Key> void encode_piece(Key & key, const a_byte * src, size_t len) const;
+    // The smallest byte with that position; 0 for position 0, '?' where there is none.
+    a_byte byte_at_sortpos(a_byte sortpos) const;
 
     a_byte _toupper[256];
     a_byte _tolower[256];
