@@ -9,7 +9,8 @@
 
 namespace {
 
-constexpr ptrdiff_t VECTOR = sizeof(__m128i);
+constexpr ptrdiff_t VECTOR = RUN_VECTOR;
+static_assert(VECTOR == sizeof(__m128i));
 
 __m128i load(const a_byte * src)
 {
@@ -40,24 +41,11 @@ void store_widened(a_byte * dest, __m128i ascii)
     store(dest + VECTOR, _mm_unpackhi_epi8(ascii, zero));
 }
 
+// A run of text mixes ASCII with two-byte characters as words end and accents come, so what they take in
+// UTF-8 is never branched on: every place of a vector is written, and the cursor moves on only where a
+// character is.
+
 // ---- Decoding
-
-// Of eight lanes of two bytes, those that begin with a lead byte of one following byte. 0xC0 and 0xC1 have
-// none.
-__m128i two_byte_lanes(__m128i text)
-{
-    const __m128i is_lead = _mm_cmpeq_epi16(_mm_and_si128(text, _mm_set1_epi16(0xE0)), _mm_set1_epi16(0xC0));
-    const __m128i has_none = _mm_cmpeq_epi16(_mm_and_si128(text, _mm_set1_epi16(0xFE)), _mm_set1_epi16(0xC0));
-    return _mm_andnot_si128(has_none, is_lead);
-}
-
-// Eight two-byte characters as code units.
-__m128i two_byte_values(__m128i text)
-{
-    const __m128i high = _mm_slli_epi16(_mm_and_si128(text, _mm_set1_epi16(0x1F)), 6);
-    const __m128i low = _mm_and_si128(_mm_srli_epi16(text, 8), _mm_set1_epi16(0x3F));
-    return _mm_or_si128(high, low);
-}
 
 // The ASCII vectors at the cursors.
 void decode_ascii(a_run & run)
@@ -75,26 +63,99 @@ void decode_ascii(a_run & run)
     }
 }
 
-// The three-byte characters at the cursors, which `src` and `dest` bytes are there for.
-void decode_three_bytes(a_run & run)
+// Of the bytes of a vector, one bit each: where a whole character of one or two bytes begins, and how many
+// bytes from the first on belong to such characters.
+struct a_mixture {
+    unsigned starts;
+    int length;
+};
+
+a_mixture find_mixture(__m128i text, unsigned not_ascii)
 {
-    while (have(run, 4, 2)) {
+    // As signed bytes, 0x80 to 0xBF are the lowest, and 0xC2 to 0xDF follow 0xC1.
+    const unsigned follows = byte_mask(_mm_cmplt_epi8(text, _mm_set1_epi8(static_cast<char>(0xC0))));
+    const unsigned above_c1 = byte_mask(_mm_cmpgt_epi8(text, _mm_set1_epi8(static_cast<char>(0xC1))));
+    const unsigned above_df = byte_mask(_mm_cmpgt_epi8(text, _mm_set1_epi8(static_cast<char>(0xDF))));
+    const unsigned pairs = above_c1 & ~above_df & (follows >> 1); // the last byte's successor isn't in sight
+    const unsigned starts = (~not_ascii & 0xFFFF) | pairs;
+    const int length = std::countr_one(starts | pairs << 1);
+    return {starts & ((1u << length) - 1), length};
+}
+
+// Eight bytes in the low halves of `bytes` and their successors in those of `next` as code units, as though a
+// character of one or two bytes began at each.
+__m128i mixture_values(__m128i bytes, __m128i next)
+{
+    const __m128i is_ascii = _mm_cmplt_epi16(bytes, _mm_set1_epi16(0x80));
+    const __m128i high = _mm_slli_epi16(_mm_and_si128(bytes, _mm_set1_epi16(0x1F)), 6);
+    const __m128i pair = _mm_or_si128(high, _mm_and_si128(next, _mm_set1_epi16(0x3F)));
+    return _mm_or_si128(_mm_and_si128(is_ascii, bytes), _mm_andnot_si128(is_ascii, pair));
+}
+
+// Eight values, of which those that `starts` has count.
+a_byte * store_starts(a_byte * dest, __m128i values, unsigned starts)
+{
+    alignas(__m128i) a_byte units[VECTOR];
+    _mm_store_si128(reinterpret_cast<__m128i *>(units), values);
+    for (int i = 0; i < 8; i++) {
+        std::memcpy(dest, units + 2 * i, 2);
+        dest += (starts >> i & 1) * 2;
+    }
+    return dest;
+}
+
+void decode_mixture(a_run & run, __m128i text, const a_mixture & mixture)
+{
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i next = _mm_srli_si128(text, 1);
+    run.dest =
+        store_starts(run.dest, mixture_values(_mm_unpacklo_epi8(text, zero), _mm_unpacklo_epi8(next, zero)),
+                     mixture.starts);
+    if (mixture.length > 8) {
+        run.dest = store_starts(run.dest,
+                                mixture_values(_mm_unpackhi_epi8(text, zero), _mm_unpackhi_epi8(next, zero)),
+                                mixture.starts >> 8);
+    }
+    run.src += mixture.length;
+}
+
+// A four-byte character that is a surrogate pair. FALSE: there is none.
+bool decode_four_bytes(a_run & run, const an_encoding_form & form)
+{
+    const a_byte * const src = run.src;
+    const uint32 value =
+        (src[0] & 7u) << 18 | (src[1] & 0x3Fu) << 12 | (src[2] & 0x3Fu) << 6 | (src[3] & 0x3Fu);
+    if (!form.joins_pairs || src[0] > form.last_lead_byte || value <= 0xFFFF || value > LAST_CHARACTER) {
+        return false;
+    }
+    run.dest += put_units(value, run.dest, run.dest_end);
+    run.src += 4;
+    return true;
+}
+
+// The characters of three and four bytes at the cursors.
+void decode_wide(a_run & run, const an_encoding_form & form)
+{
+    while (have(run, 4, 4)) {
         uint32 text;
         std::memcpy(&text, run.src, sizeof(text));
-        if ((text & 0xF0) != 0xE0) {
+        if ((text & 0xF0) == 0xE0) {
+            store_unit(run.dest, (text & 0xF) << 12 | (text >> 2 & 0xFC0) | (text >> 16 & 0x3F));
+            run.src += 3;
+            run.dest += 2;
+        } else if ((text & 0xF0) != 0xF0 || !decode_four_bytes(run, form)) {
             return;
         }
-        store_unit(run.dest, (text & 0xF) << 12 | ((text >> 2) & 0xFC0) | ((text >> 16) & 0x3F));
-        run.src += 3;
-        run.dest += 2;
     }
 }
 
 } // namespace
 
-void decode_runs(a_run & run)
+void decode_runs(a_run & run, const an_encoding_form & form)
 {
-    while (have(run, 2 * VECTOR, 3 * VECTOR)) {
+    const a_byte * before = nullptr;
+    while (fits_decode_runs(run) && run.src != before) {
+        before = run.src;
         const __m128i text = load(run.src);
         const unsigned not_ascii = byte_mask(text);
         if (not_ascii == 0) {
@@ -104,22 +165,14 @@ void decode_runs(a_run & run)
             decode_ascii(run);
             continue;
         }
-        // First as many two-byte characters as there are, which have as many bytes in both forms, then as
-        // many of ASCII; no branch depends on how many there are, since words end everywhere.
-        constexpr unsigned sentinel = 1u << VECTOR;
-        const int pairs = std::countr_one(byte_mask(two_byte_lanes(text)));
-        const int ascii = std::countr_zero((not_ascii | sentinel) >> pairs);
-        if (pairs + ascii == 0) {
-            if ((*run.src & 0xF0) != 0xE0) {
-                return;
-            }
-            decode_three_bytes(run);
-            continue;
+        const a_mixture mixture = find_mixture(text, not_ascii);
+        if (mixture.length > 0) {
+            decode_mixture(run, text, mixture);
         }
-        store(run.dest, two_byte_values(text));
-        store_widened(run.dest + pairs, load(run.src + pairs));
-        run.src += pairs + ascii;
-        run.dest += pairs + 2 * ascii;
+        if (mixture.length <
+            VECTOR - 1) { // the last byte alone is most often a character that the next has whole
+            decode_wide(run, form);
+        }
     }
 }
 
@@ -127,24 +180,11 @@ void decode_runs(a_run & run)
 
 namespace {
 
-// All ones in the lanes whose value is below a power of two, of which `mask` has the other bits.
+// All ones in the lanes that have none of the bits of `mask`.
 __m128i lanes_without(__m128i units, unsigned mask)
 {
     return _mm_cmpeq_epi16(_mm_and_si128(units, _mm_set1_epi16(static_cast<short>(mask))),
                            _mm_setzero_si128());
-}
-
-// Eight code units from 0x80 to 0x7FF as two bytes each.
-__m128i two_byte_text(__m128i units)
-{
-    const __m128i lead = _mm_srli_epi16(units, 6);
-    const __m128i follow = _mm_slli_epi16(_mm_and_si128(units, _mm_set1_epi16(0x3F)), 8);
-    return _mm_or_si128(_mm_or_si128(lead, follow), _mm_set1_epi16(static_cast<short>(0x80C0)));
-}
-
-void store_narrowed(a_byte * dest, __m128i ascii)
-{
-    _mm_storel_epi64(reinterpret_cast<__m128i *>(dest), _mm_packus_epi16(ascii, ascii));
 }
 
 void encode_ascii(a_run & run)
@@ -161,50 +201,80 @@ void encode_ascii(a_run & run)
     }
 }
 
-void encode_three_bytes(a_run & run)
+// Eight code units below 0x800, of which the first `count` count, at least one; `is_ascii` has ones where one
+// is a single byte.
+void encode_mixture(a_run & run, __m128i units, __m128i is_ascii, int count)
 {
-    while (have(run, 2, 4)) {
+    const __m128i follow = _mm_slli_epi16(_mm_and_si128(units, _mm_set1_epi16(0x3F)), 8);
+    const __m128i pair = _mm_or_si128(_mm_or_si128(_mm_srli_epi16(units, 6), follow),
+                                      _mm_set1_epi16(static_cast<short>(0x80C0)));
+    const __m128i text = _mm_or_si128(_mm_and_si128(is_ascii, units), _mm_andnot_si128(is_ascii, pair));
+    alignas(__m128i) a_byte bytes[VECTOR];
+    _mm_store_si128(reinterpret_cast<__m128i *>(bytes), text);
+    // Eight lengths in the bytes of one number: 2, less 1 where there is ASCII. A product adds them up, so
+    // that each byte tells where its unit's text ends.
+    const __m128i lengths = _mm_add_epi8(_mm_packs_epi16(is_ascii, is_ascii), _mm_set1_epi8(2));
+    const uint64 counted = static_cast<uint64>(_mm_cvtsi128_si64(lengths)) & ~uint64{0} >> (64 - 8 * count);
+    uint64 ends = counted * 0x0101010101010101;
+    const auto total = static_cast<ptrdiff_t>(ends >> 56);
+    std::memcpy(run.dest, bytes, 2);
+    for (int i = 1; i < 8; i++) {
+        std::memcpy(run.dest + (ends & 0xFF), bytes + 2 * i, 2);
+        ends >>= 8;
+    }
+    run.dest += total;
+    run.src += 2 * static_cast<ptrdiff_t>(count);
+}
+
+// The characters of three and four bytes at the cursors.
+void encode_wide(a_run & run, const an_encoding_form & form)
+{
+    while (have(run, 4, 4)) {
         const uint32 unit = load_unit(run.src);
-        if (unit < 0x800 || (unit & 0xF800) == 0xD800) {
+        if (unit < 0x800) {
             return;
         }
-        const uint32 text = 0x8080E0 | unit >> 12 | (unit << 2 & 0x3F00) | (unit & 0x3F) << 16;
+        uint32 text = 0x8080E0 | unit >> 12 | (unit << 2 & 0x3F00) | (unit & 0x3F) << 16;
+        ptrdiff_t length = 3;
+        if ((unit & 0xF800) == 0xD800) {
+            const a_character c = read_units(run.src, run.src_end, form);
+            if (c.length != 4) {
+                return;
+            }
+            text = 0x808080F0 | c.value >> 18 | (c.value >> 4 & 0x3F00) | (c.value << 10 & 0x3F0000) |
+                   (c.value & 0x3F) << 24;
+            length = 4;
+            run.src += 2;
+        }
         std::memcpy(run.dest, &text, sizeof(text));
         run.src += 2;
-        run.dest += 3;
+        run.dest += length;
     }
 }
 
 } // namespace
 
-void encode_runs(a_run & run)
+void encode_runs(a_run & run, const an_encoding_form & form)
 {
-    while (have(run, 2 * VECTOR, 2 * VECTOR)) {
+    const a_byte * before = nullptr;
+    while (fits_encode_runs(run) && run.src != before) {
+        before = run.src;
         const __m128i units = load(run.src);
         const __m128i is_ascii = lanes_without(units, 0xFF80);
-        const unsigned ascii_mask = byte_mask(is_ascii);
-        if (ascii_mask == 0xFFFF) {
-            store_narrowed(run.dest, units);
+        if (byte_mask(is_ascii) == 0xFFFF) {
+            _mm_storel_epi64(reinterpret_cast<__m128i *>(run.dest), _mm_packus_epi16(units, units));
             run.src += VECTOR;
             run.dest += VECTOR / 2;
             encode_ascii(run);
             continue;
         }
-        // As in decoding: first the two-byte characters, then ASCII, without a branch on how many there are.
-        const __m128i is_pair = _mm_andnot_si128(is_ascii, lanes_without(units, 0xF800));
-        const int pairs = std::countr_one(byte_mask(is_pair));
-        const int ascii = std::countr_one(ascii_mask >> pairs);
-        if (pairs + ascii == 0) {
-            if ((load_unit(run.src) & 0xF800) == 0xD800) {
-                return;
-            }
-            encode_three_bytes(run);
-            continue;
+        const int count = std::countr_one(byte_mask(lanes_without(units, 0xF800))) / 2;
+        if (count > 0) {
+            encode_mixture(run, units, is_ascii, count);
         }
-        store(run.dest, two_byte_text(units));
-        store_narrowed(run.dest + pairs, load(run.src + pairs));
-        run.src += pairs + ascii;
-        run.dest += pairs + ascii / 2;
+        if (count < 8) {
+            encode_wide(run, form);
+        }
     }
 }
 

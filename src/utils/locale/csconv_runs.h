@@ -6,7 +6,10 @@
 // have been written too. Units: bytes. Threads: free on any.
 #pragma once
 
+#include <cstddef>
+
 #include "utils/etc/uttypes.h"
+#include "utils/locale/csconv_rule.h"
 
 // The areas of a conversion, with the cursors that move.
 struct a_run {
@@ -16,11 +19,23 @@ struct a_run {
     const a_byte * src_end;
 };
 
-// From UTF-8 or CESU-8, whose lead bytes the forms have in common up to 0xEF, to UTF-16.
-void decode_runs(a_run & run);
+constexpr ptrdiff_t RUN_VECTOR = 16; // bytes that are looked at together
 
-// From UTF-16, at any address, to UTF-8 or CESU-8, up to the first surrogate at the latest.
-void encode_runs(a_run & run);
+// From UTF-8 or CESU-8 to UTF-16, as long as it fits and what comes is a well-formed character, or a
+// three-byte one. Nothing is noted: what isn't so is left to the rule.
+[[nodiscard]] inline bool fits_decode_runs(const a_run & run)
+{
+    return run.src_end - run.src >= RUN_VECTOR && run.dest_end - run.dest >= 2 * RUN_VECTOR;
+}
+void decode_runs(a_run & run, const an_encoding_form & form);
+
+// From UTF-16, at any address, to UTF-8 or CESU-8, as long as it fits, up to the first surrogate that isn't
+// part of a joined pair.
+[[nodiscard]] inline bool fits_encode_runs(const a_run & run)
+{
+    return run.src_end - run.src >= RUN_VECTOR && run.dest_end - run.dest >= RUN_VECTOR;
+}
+void encode_runs(a_run & run, const an_encoding_form & form);
 
 // UTF-16 with its bytes swapped; all whole code units that fit.
 void swap_run(a_run & run);

@@ -25,7 +25,9 @@ ORV_CONV_RET decode(a_run & run, const a_transform & how, const CharsetInfo & cs
 {
     const a_byte * const flags = csinfo._packed_collation->flags;
     for (;;) {
-        decode_runs(run);
+        if (fits_decode_runs(run)) {
+            decode_runs(run, how.form);
+        }
         if (run.src >= run.src_end || run.dest >= run.dest_end) {
             return ORV_CONV_OK;
         }
@@ -50,7 +52,9 @@ ORV_CONV_RET decode(a_run & run, const a_transform & how, const CharsetInfo & cs
 ORV_CONV_RET encode(a_run & run, const a_transform & how)
 {
     for (;;) {
-        encode_runs(run);
+        if (fits_encode_runs(run)) {
+            encode_runs(run, how.form);
+        }
         if (run.src >= run.src_end || run.dest >= run.dest_end) {
             return ORV_CONV_OK;
         }

@@ -403,7 +403,7 @@ TEST(UnicodeTransform, DecodedRunsFollowTheScalarRule)
             random_input(pairs()[i % 2 != 0 ? MODEL_UTF8_UTF16 : MODEL_CESU8_UTF16], texts, 150);
         Bytes output(2 * input.size());
         a_run run = {output.data(), output.data() + output.size(), input.data(), input.data() + input.size()};
-        decode_runs(run);
+        decode_runs(run, FORM_UTF8);
         Bytes slow(output.size());
         a_byte * dest = slow.data();
         for (const a_byte * src = input.data(); src < run.src;) {
@@ -432,10 +432,13 @@ TEST(UnicodeTransform, EncodedRunsFollowTheScalarRule)
         Bytes slow(output.size());
         for (const a_byte * src = source.begin(); src < source.end();) {
             a_run run = {output.data(), output.data() + output.size(), src, source.end()};
-            encode_runs(run);
+            encode_runs(run, FORM_UTF8);
             a_byte * dest = slow.data();
-            for (; src < run.src; src += 2) {
-                dest += encode_character(load_unit(src), dest, slow.data() + slow.size());
+            while (src < run.src) {
+                const a_character c = read_units(src, run.src, FORM_UTF8);
+                ASSERT_FALSE(c.length == 0 || c.is_illegal) << hex(input);
+                dest += encode_character(c.value, dest, slow.data() + slow.size());
+                src += c.length;
             }
             const auto made = static_cast<size_t>(dest - slow.data());
             ASSERT_EQ(run.dest - output.data(), static_cast<ptrdiff_t>(made));
