@@ -1,29 +1,599 @@
-#include "remote/orvsmtp.h"
+#include "remote/orvsmtp_session.h"
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <netinet/in.h>
 #include <string>
+#include <sys/socket.h>
+#include <unistd.h>
 #include <vector>
 
 #include "orvlink.h"
+#include "remote/fake_sock.h"
+#include "remote/orvsmtp_send.h"
 #include "support/link_fixture.h"
 
 namespace {
 
 using namespace support;
 using lines = std::vector<std::string>;
+using rows_of = std::vector<Row>;
+using accesses = std::vector<ProfileAccess>;
+using Kind = ProfileAccess::Kind;
 
-class Session : public LinkFixture {};
+const char user_refused[] = "The POP3 server did not accept the user name.";
+const char password_refused[] = "The POP3 server did not accept the password.";
+const char no_socket[] =
+    "Unable to use the mail server. Check its host name in the settings of the message link.";
 
-TEST_F(Session, BothLoginsAreProvedAndOnlyPop3StaysOpen)
+struct Connection {
+    Port port;
+    rows_of rows;
+};
+
+struct Case {
+    const char * what;
+    std::vector<std::pair<const char *, const char *>> settings;
+    std::vector<Connection> connections;
+    lines reports = {};
+};
+
+void prepare(LinkStage & stage, const Case & row)
 {
-    server.expect(Port::Smtp, smtp_opening() + smtp_quit());
-    server.expect(Port::Pop3, pop_opening() + pop_quit());
-    ASSERT_TRUE(make_link());
+    for (const auto & [name, value] : row.settings)
+        stage.profile.set(name, value);
+    for (const Connection & connection : row.connections)
+        stage.server.expect(connection.port, connection.rows);
+}
+
+template<typename T> std::vector<T> times(int count, const T & element)
+{
+    return std::vector<T>(static_cast<size_t>(count), element);
+}
+
+std::vector<Connection> operator+(std::vector<Connection> first, const std::vector<Connection> & second)
+{
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
+const Connection smtp_proof = {Port::Smtp, smtp_opening() + smtp_quit()};
+const Connection smtp_session = smtp_proof; // the QUIT comes with the end of the link
+const Connection pop_session = {Port::Pop3, pop_opening() + pop_quit()};
+
+// --- Making a link
+
+TEST(SessionModes, LinkHoldsTheSessionsThatItsSettingsAskFor)
+{
+    const struct {
+        Case row;
+        bool smtp;
+        bool pop;
+    } rows[] = {
+        {{"both logins, POP3 stays", {}, {smtp_proof, pop_session}}, false, true},
+        {{"sending wins over receiving", {{"send_only", "yes"}, {"receive_only", "yes"}}, {smtp_session}},
+         true,
+         false},
+        {{"sending", {{"send_only", "On"}}, {smtp_session}}, true, false},
+        {{"receiving", {{"receive_only", "Y"}}, {pop_session}}, false, true},
+        {{"bytes that come one by one",
+          {{"receive_only", "y"}},
+          {{Port::Pop3,
+            {in_pieces(say("+OK ready")), hear("USER bob"), in_pieces(say("+OK")), hear("PASS secret"),
+             in_pieces(say("+OK")), hear("QUIT"), in_pieces(say("+OK"))}}}},
+         false,
+         true},
+        {{"a second attempt that works",
+          {{"send_only", "y"}},
+          {{Port::Smtp, rows_of{say("421 busy")} + smtp_quit()}, smtp_session}},
+         true,
+         false},
+    };
+    for (const auto & [row, smtp, pop] : rows) {
+        LinkStage stage;
+        prepare(stage, row);
+        ASSERT_TRUE(stage.make_link()) << row.what;
+        EXPECT_EQ(stage.link->smtp != nullptr, smtp) << row.what;
+        EXPECT_EQ(stage.link->pop != nullptr, pop) << row.what;
+        EXPECT_EQ(stage.take_lines(), row.reports) << row.what;
+        stage.end_link();
+        EXPECT_TRUE(stage.server.verdict()) << row.what;
+    }
+}
+
+TEST(SessionModes, NoLinkIsMadeWithoutItsSessionsAndNothingIsAskedMoreThanFiveTimes)
+{
+    const rows_of bad_greeting = rows_of{say("220-come"), say("554 no")} + smtp_quit();
+    const rows_of helo_refused =
+        rows_of{say("220 ready"), hear("HELO link.example"), say("501 no")} + smtp_quit();
+    const rows_of user = {say("+OK ready"), hear("USER bob"), say("-ERR who")};
+    const rows_of pass = {say("+OK ready"), hear("USER bob"), say("+OK"), hear("PASS secret"),
+                          say("-ERR wrong")};
+    const rows_of apop = {say("+OK <1896.697170952@dbc.mtview.ca.us>"), hear_like("APOP bob [0-9a-f]{32}"),
+                          say("-ERR wrong")};
+    const Case rows[] = {
+        {"a wrong password, behind one SMTP login",
+         {},
+         std::vector{smtp_proof} + times(5, Connection{Port::Pop3, pass + pop_quit()}),
+         times(5, std::string(password_refused))},
+        {"an unknown user",
+         {{"receive_only", "y"}},
+         times(5, Connection{Port::Pop3, user + pop_quit()}),
+         times(5, std::string(user_refused))},
+        {"APOP doesn't fall back",
+         {{"receive_only", "y"}},
+         times(5, Connection{Port::Pop3, apop + pop_quit()}),
+         times(5, std::string(password_refused))},
+        {"a POP3 greeting with a blank in front",
+         {{"receive_only", "y"}},
+         times(5, Connection{Port::Pop3, rows_of{say(" +OK")} + pop_quit()})},
+        {"a POP3 server that goes without a word",
+         {{"receive_only", "y"}},
+         times(5, Connection{Port::Pop3, {hang_up()}})},
+        {"a failing SMTP login never touches POP3", {}, times(5, Connection{Port::Smtp, bad_greeting})},
+        {"a refused HELO", {{"send_only", "y"}}, times(5, Connection{Port::Smtp, helo_refused})},
+        {"a greeting that breaks off",
+         {{"send_only", "y"}},
+         times(5, Connection{Port::Smtp, {say_bytes("220 rea"), hang_up()}})},
+        {"an overlong greeting is out of step, and no QUIT is said",
+         {{"send_only", "y"}},
+         times(5, Connection{Port::Smtp, {say("220 " + std::string(507, 'x')), hear_end()}}),
+         times(5, std::string("Line is too long, buffer overflow"))},
+        {"no SMTP host", {{"smtp_host", ""}}, {}},
+        {"no POP3 host", {{"pop3_host", ""}}, {smtp_proof}},
+        {"no user", {{"receive_only", "y"}, {"pop3_userid", ""}}, {}},
+        {"no password", {{"receive_only", "y"}, {"pop3_password", ""}}, {}},
+    };
+    for (const Case & row : rows) {
+        LinkStage stage;
+        prepare(stage, row);
+        EXPECT_FALSE(stage.make_link()) << row.what;
+        EXPECT_EQ(stage.take_lines(), row.reports) << row.what;
+        EXPECT_TRUE(stage.server.verdict()) << row.what;
+    }
+}
+
+// A port of this machine that nobody listens on, as long as the object holds it.
+class ClosedPort {
+public:
+    ClosedPort() : _handle(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_in name{};
+        name.sin_family = AF_INET;
+        name.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof(name);
+        auto * address = reinterpret_cast<sockaddr *>(&name);
+        EXPECT_EQ(::bind(_handle, address, size), 0);
+        EXPECT_EQ(::getsockname(_handle, address, &size), 0);
+        number = std::to_string(ntohs(name.sin_port));
+    }
+    ~ClosedPort() { ::close(_handle); }
+    ClosedPort(const ClosedPort &) = delete;
+    ClosedPort & operator=(const ClosedPort &) = delete;
+    std::string number;
+
+private:
+    int _handle;
+};
+
+TEST(SessionModes, ServerThatCannotBeReachedIsReportedByEachAttempt)
+{
+    for (const char * mode : {"send_only", "receive_only"}) {
+        const ClosedPort closed;
+        LinkStage stage;
+        stage.profile.set(mode, "yes");
+        stage.profile.set("smtp_port", closed.number);
+        stage.profile.set("pop3_port", closed.number);
+        EXPECT_FALSE(stage.make_link());
+        EXPECT_EQ(stage.take_lines(), times(5, std::string("Error: Connection refused."))) << mode;
+        stage.profile.set("smtp_host", "1.2.3.4.5");
+        stage.profile.set("pop3_host", "1.2.3.4.5");
+        EXPECT_FALSE(stage.make_link());
+        const lines reports = stage.take_lines();
+        ASSERT_EQ(reports.size(), 10u) << mode;
+        for (size_t i = 1; i < reports.size(); i += 2)
+            EXPECT_EQ(reports[i], no_socket) << mode;
+    }
+}
+
+TEST(SessionModes, ServerBehindAnUnknownNameIsReportedAndTheLocalHostIsNeeded)
+{
+    fake_sock fake;
+    HostProfile profile{{"smtp_host", "mail.example"}, {"smtp_port", "25"}};
+    const std::unique_ptr<a_smtp_link_info> link(new a_smtp_link_info);
+    link->profile_access = profile.access();
+    link->sock_info = fake.info;
+    link->msgcb = fake.info->msgcb;
+    SMTP_POPSessionOpen session(link.get(), MODE_SMTP);
+    fake.gethostname_code = EINVAL;
+    EXPECT_EQ(session.AttemptAction(0), COM_RETRY);
+    EXPECT_EQ(fake.take_log(),
+              (lines{"gethostname 256", "> Error: Invalid argument.", "> Unable to determine local host"}));
+    fake.gethostname_code = 0;
+    fake.official_name = "";
+    EXPECT_EQ(session.AttemptAction(0), COM_RETRY);
+    EXPECT_EQ(fake.take_log().back(), "> Unable to determine local host");
+    fake.official_name = "found.example";
+    fake.connect_codes = {ECONNREFUSED};
+    EXPECT_EQ(session.AttemptAction(0), COM_RETRY);
+    EXPECT_STREQ(link->local_host, "found.example");
+    EXPECT_EQ(fake.take_log().back(), "> Error: Connection refused.");
+    // From now on the name isn't looked for, but the server's is.
+    fake.host_known = false;
+    EXPECT_EQ(session.AttemptAction(0), COM_RETRY);
+    EXPECT_EQ(fake.take_log(), (lines{"gethostbyname mail.example", "> Error: Network is unreachable.",
+                                      std::string("> ").append(no_socket)}));
     EXPECT_EQ(link->smtp, nullptr);
-    ASSERT_NE(link->pop, nullptr);
-    EXPECT_FALSE(SocketIsClosed(link->pop));
+    // The next session wipes it.
+    EXPECT_EQ(SMTP_POPSessionOpen(link.get(), MODE_SMTP).AttemptAction(0), COM_RETRY);
+    EXPECT_EQ(fake.take_log().front(), "gethostname 256");
+}
+
+TEST(SessionProfile, IsReadInOrderAndNotWritten)
+{
+    const lines link_keys = {
+        "Debug",       "TOP_supported", "APOP_supported", "smtp_authenticate", "smtp_authenticate_mechanism",
+        "smtp_userid", "smtp_password"};
+    const lines session_keys = {"local_host", "smtp_host",   "smtp_port",    "pop3_host",
+                                "pop3_port",  "pop3_userid", "pop3_password"};
+    const std::map<std::string, unsigned> sizes = {{"smtp_authenticate_mechanism", 50},
+                                                   {"smtp_userid", 64},
+                                                   {"smtp_password", 64},
+                                                   {"local_host", 256},
+                                                   {"smtp_host", 256},
+                                                   {"smtp_port", 10},
+                                                   {"pop3_host", 256},
+                                                   {"pop3_port", 10},
+                                                   {"pop3_userid", 64},
+                                                   {"pop3_password", 64}};
+    const struct {
+        Case row;
+        std::vector<lines> keys;
+    } rows[] = {
+        {{"both", {}, {smtp_proof, pop_session}},
+         {link_keys, {"send_only", "receive_only"}, session_keys, session_keys, {"suppress_dialogs"}}},
+        {{"sending", {{"send_only", "y"}}, {smtp_session}}, {link_keys, {"send_only"}, session_keys}},
+        {{"no session", {{"receive_only", "y"}, {"pop3_password", ""}}, {}},
+         {link_keys, {"send_only", "receive_only"}, session_keys, {"suppress_dialogs"}}},
+    };
+    for (const auto & [row, keys] : rows) {
+        LinkStage stage;
+        prepare(stage, row);
+        (void)stage.make_link();
+        accesses expected;
+        for (const lines & part : keys) {
+            for (const std::string & key : part) {
+                const auto size = sizes.find(key);
+                expected.push_back(
+                    {Kind::Read, key, stage.profile.get(key), size == sizes.end() ? 20 : size->second});
+            }
+        }
+        EXPECT_EQ(stage.profile.accesses(), expected) << row.what;
+    }
+}
+
+TEST(SessionProfile, SettingsOfALinkAreOnUnlessTheySayNo)
+{
+    const struct {
+        const char * value;
+        a_bool on;
+    } rows[] = {{"", TRUE}, {"no", FALSE}, {"OFF", FALSE}, {"nonsense", TRUE}, {"yes", TRUE}};
+    for (const auto & row : rows) {
+        LinkStage stage;
+        for (const char * key : {"TOP_supported", "APOP_supported", "smtp_authenticate"})
+            stage.profile.set(key, row.value);
+        stage.profile.set("receive_only", "y");
+        stage.server.expect(Port::Pop3, pop_session.rows);
+        ASSERT_TRUE(stage.make_link());
+        EXPECT_EQ(stage.link->top_supported, row.on) << row.value;
+        EXPECT_EQ(stage.link->apop_supported, row.on) << row.value;
+        EXPECT_EQ(stage.link->smtp_authenticate, row.on) << row.value;
+        EXPECT_EQ(stage.link->debug, FALSE) << row.value;
+    }
+}
+
+TEST(SessionProfile, EmptyPortLeavesTheOneAtHandAndTypedValuesAreNotReadOver)
+{
+    HostProfile profile{{"smtp_host", "s"}, {"pop3_host", "p"}, {"pop3_userid", "u"}, {"pop3_password", "w"}};
+    const std::unique_ptr<a_smtp_link_info> link(new a_smtp_link_info);
+    link->profile_access = profile.access();
+    const a_login_parms & parms = link->parms;
+    const SMTP_POPSessionOpen first(link.get(), MODE_SMTP);
+    EXPECT_STREQ(parms.smtp_port, "25");
+    EXPECT_STREQ(parms.pop3_port, "110");
+    EXPECT_FALSE(parms.smtp_port_in_db || parms.pop3_port_in_db);
+    profile.set("smtp_port", "2525");
+    profile.set("pop3_port", "1234567890"); // cut to nine characters
+    const SMTP_POPSessionOpen second(link.get(), MODE_POP);
+    EXPECT_STREQ(parms.smtp_port, "2525");
+    EXPECT_STREQ(parms.pop3_port, "123456789");
+    profile.set("smtp_port", "");
+    profile.set("smtp_host", "");
+    const SMTP_POPSessionOpen third(link.get(), MODE_SMTP);
+    EXPECT_STREQ(parms.smtp_port, "2525");
+    EXPECT_STREQ(parms.smtp_host, "");
+    EXPECT_TRUE(parms.smtp_port_in_db && parms.pop3_port_in_db);
+
+    // Each flag keeps the profile from its own values only.
+    const struct {
+        a_bool a_smtp_link_info::*flag;
+        lines keys;
+    } rows[] = {
+        {&a_smtp_link_info::smtp_from_dialog,
+         {"local_host", "pop3_host", "pop3_port", "pop3_userid", "pop3_password"}},
+        {&a_smtp_link_info::pop_from_dialog, {"local_host", "smtp_host", "smtp_port", "pop3_password"}},
+        {&a_smtp_link_info::passwd_from_dialog,
+         {"local_host", "smtp_host", "smtp_port", "pop3_host", "pop3_port", "pop3_userid"}},
+    };
+    for (const auto & row : rows) {
+        link.get()->*row.flag = TRUE;
+        profile.clear_accesses();
+        const SMTP_POPSessionOpen session(link.get(), MODE_SMTP);
+        lines keys;
+        for (const ProfileAccess & access : profile.accesses())
+            keys.push_back(access.name);
+        EXPECT_EQ(keys, row.keys);
+        link.get()->*row.flag = FALSE;
+    }
+}
+
+// --- Saving what was typed
+
+// The text of a number that begins with `digits`, fits its field and leads to `port` in its low 16 bits.
+std::string port_that_begins_with(const std::string & digits, uint16 port)
+{
+    unsigned long number = std::stoul(digits + std::string(9 - digits.size(), '0'));
+    number += (port - number) & 0xFFFF;
+    return std::to_string(number);
+}
+
+class SessionSaving : public LinkFixture {
+protected:
+    // A link of this mode, and as if the user had then typed all values anew.
+    void make_link_and_type(const char * mode)
+    {
+        profile.set(mode, "yes");
+        const bool smtp = std::strcmp(mode, "send_only") == 0;
+        server.expect(smtp ? Port::Smtp : Port::Pop3, smtp ? smtp_session.rows : pop_session.rows);
+        ASSERT_TRUE(make_link());
+        type(link->parms.smtp_port, std::to_string(server.port(Port::Smtp)));
+        type(link->parms.pop3_port, std::to_string(server.port(Port::Pop3)));
+        link->smtp_from_dialog = link->pop_from_dialog = link->passwd_from_dialog = TRUE;
+        profile.clear_accesses();
+    }
+    template<size_t size> static void type(char (&field)[size], const std::string & value)
+    {
+        ASSERT_LT(value.size(), size);
+        std::memcpy(field, value.c_str(), value.size() + 1);
+    }
+    // Which flags are up: s, p, w.
+    std::string flags() const
+    {
+        return std::string(link->smtp_from_dialog ? "s" : "") + (link->pop_from_dialog ? "p" : "") +
+               (link->passwd_from_dialog ? "w" : "");
+    }
+};
+
+TEST_F(SessionSaving, EachLoginClearsItsOwnFlagAndSavesItsOwnValuesOnce)
+{
+    make_link_and_type("receive_only");
+    profile.set("smtp_host", "old.example");
+    profile.set("pop3_host", "old.example");
+    profile.set("pop3_userid", "BOB"); // the same but for the case
+    server.expect(Port::Pop3, pop_session.rows);
+    EXPECT_EQ(Connect(link, MODE_POP), MSG_SUCCESS);
+    EXPECT_EQ(flags(), "sw"); // nobody has said what to do with passwords
+    EXPECT_EQ(profile.writes(), (accesses{{Kind::Write, "pop3_host", "127.0.0.1", 0}}));
+    profile.clear_accesses();
+    server.expect(Port::Smtp, smtp_session.rows);
+    EXPECT_EQ(Connect(link, MODE_SMTP), MSG_SUCCESS);
+    EXPECT_EQ(flags(), "w");
+    EXPECT_EQ(profile.writes(), (accesses{{Kind::Write, "smtp_host", "127.0.0.1", 0}}));
+    profile.clear_accesses();
+    profile.set("pop3_userid", "bob"); // which is read again from here on
+    server.expect(Port::Pop3, pop_session.rows);
+    EXPECT_EQ(Connect(link, MODE_POP), MSG_SUCCESS);
+    EXPECT_EQ(profile.writes(), accesses());
+}
+
+TEST_F(SessionSaving, FailedLoginKeepsTheTypedValuesAndSavesNothing)
+{
+    make_link_and_type("receive_only");
+    type(link->parms.pop3_passwd, "typed");
+    for (int attempt = 0; attempt < 5; ++attempt)
+        server.expect(Port::Pop3,
+                      rows_of{say("+OK"), hear("USER bob"), say("+OK"), hear("PASS typed"), say("-ERR")} +
+                          pop_quit());
+    EXPECT_EQ(Connect(link, MODE_POP), MSG_FAILURE);
+    EXPECT_EQ(flags(), "spw");
+    EXPECT_STREQ(link->parms.pop3_passwd, "typed");
+    EXPECT_EQ(profile.writes(), accesses());
+}
+
+TEST(SessionSavingRules, PasswordGoesWhereTheProfileSaysAndTheReadsComeInOrder)
+{
+    const struct {
+        const char * save;
+        accesses writes; // of the password
+        const char * flags;
+    } rows[] = {
+        {"yes", {{Kind::Write, "pop3_password", "typed", 0}}, ""},
+        {"no", {{Kind::VolatileWrite, "pop3_password", "typed", 0}}, ""},
+        {"", {}, "w"},
+        {"perhaps", {}, "w"},
+    };
+    for (const auto & row : rows) {
+        LinkStage stage;
+        stage.profile.set("receive_only", "yes");
+        stage.profile.set("save_remote_passwords", row.save);
+        stage.server.expect(Port::Pop3, pop_session.rows);
+        ASSERT_TRUE(stage.make_link());
+        const rows_of typed_login = {say("+OK"), hear("USER bob"), say("+OK"), hear("PASS typed"),
+                                     say("+OK")};
+        stage.server.expect(Port::Pop3, typed_login + pop_quit());
+        stage.server.expect(Port::Pop3, typed_login + pop_quit());
+        std::memcpy(stage.link->parms.pop3_passwd, "typed", 6);
+        stage.link->pop_from_dialog = stage.link->passwd_from_dialog = TRUE;
+        stage.profile.clear_accesses();
+        EXPECT_EQ(Connect(stage.link, MODE_POP), MSG_SUCCESS);
+        EXPECT_EQ(stage.profile.writes(), row.writes) << row.save;
+        EXPECT_EQ(stage.link->passwd_from_dialog ? "w" : "", std::string(row.flags)) << row.save;
+        lines keys;
+        for (const ProfileAccess & access : stage.profile.accesses())
+            keys.push_back(access.name +
+                           (access.size == 256 ? "" : std::string(" ") + std::to_string(access.size)));
+        lines expected = {"local_host", "smtp_host",   "smtp_port 10",
+                          "pop3_host",  "pop3_userid", "save_remote_passwords 20"};
+        if (!row.writes.empty())
+            expected.insert(expected.end(), {"pop3_password", "pop3_password 0"});
+        expected.emplace_back("pop3_port");
+        EXPECT_EQ(keys, expected) << row.save;
+        // Wherever it went, the next login has it.
+        EXPECT_EQ(Connect(stage.link, MODE_POP), MSG_SUCCESS);
+        stage.end_link();
+        EXPECT_TRUE(stage.server.verdict());
+    }
+}
+
+TEST(SessionSavingRules, PortThatBeginsLikeTheDefaultIsSavedOnlyIfTheProfileHadOne)
+{
+    const struct {
+        smtp_pop_mode mode;
+        const char * begins;
+        bool in_profile;
+        bool saved;
+    } rows[] = {
+        {MODE_SMTP, "25", false, false}, {MODE_SMTP, "25", true, true}, {MODE_SMTP, "26", false, true},
+        {MODE_POP, "110", false, false}, {MODE_POP, "110", true, true}, {MODE_POP, "111", false, true},
+    };
+    for (const auto & row : rows) {
+        LinkStage stage;
+        const bool smtp = row.mode == MODE_SMTP;
+        const std::string key = smtp ? "smtp_port" : "pop3_port";
+        const uint16 port = stage.server.port(smtp ? Port::Smtp : Port::Pop3);
+        // The other login makes the link.
+        stage.profile.set(smtp ? "receive_only" : "send_only", "yes");
+        if (!row.in_profile)
+            stage.profile.set(key, "");
+        const Connection first = smtp ? pop_session : smtp_session;
+        stage.server.expect(first.port, first.rows);
+        ASSERT_TRUE(stage.make_link());
+        const Connection second = smtp ? smtp_session : pop_session;
+        stage.server.expect(second.port, second.rows);
+        const std::string typed = port_that_begins_with(row.begins, port);
+        std::memcpy(smtp ? stage.link->parms.smtp_port : stage.link->parms.pop3_port, typed.c_str(),
+                    typed.size() + 1);
+        stage.link->smtp_from_dialog = stage.link->pop_from_dialog = stage.link->passwd_from_dialog = TRUE;
+        EXPECT_EQ(Connect(stage.link, row.mode), MSG_SUCCESS) << typed;
+        EXPECT_EQ(stage.profile.writes(), row.saved ? (accesses{{Kind::Write, key, typed, 0}}) : accesses())
+            << typed;
+        stage.end_link();
+        EXPECT_TRUE(stage.server.verdict());
+    }
+}
+
+// --- Ending sessions
+
+class SessionEnd : public LinkFixture {
+protected:
+    // Both sessions open, which no operation leaves behind today.
+    void open_both()
+    {
+        profile.set("receive_only", "yes");
+        profile.set("Debug", "yes");
+        server.expect(Port::Pop3, pop_session.rows);
+        server.expect(Port::Smtp, smtp_session.rows);
+        ASSERT_TRUE(make_link());
+        a_sock * const pop = link->pop;
+        link->pop = nullptr;
+        ASSERT_EQ(Connect(link, MODE_SMTP), MSG_SUCCESS);
+        link->pop = pop;
+        (void)take_lines();
+    }
+};
+
+TEST_F(SessionEnd, LinkQuitsPop3BeforeSmtp)
+{
+    open_both();
+    end_link();
+    EXPECT_EQ(take_lines(), (lines{"QUIT", "+OK bye", "closesocket", "QUIT", "221 bye", "closesocket"}));
+}
+
+TEST_F(SessionEnd, ConnectQuitsSmtpBeforePop3WhateverItOpens)
+{
+    open_both();
+    server.expect(Port::Pop3, pop_session.rows);
+    EXPECT_EQ(Connect(link, MODE_POP), MSG_SUCCESS);
+    lines trace = take_lines();
+    trace.resize(7);
+    EXPECT_EQ(trace, (lines{"QUIT", "221 bye", "closesocket", "QUIT", "+OK bye", "closesocket", "socket"}));
+}
+
+TEST_F(SessionEnd, WhatIsPendingIsNotSentWithTheQuit)
+{
+    profile.set("receive_only", "yes");
+    server.expect(Port::Pop3, pop_session.rows);
+    ASSERT_TRUE(make_link());
+    SocketString(link->pop, "DELE 1");
+}
+
+TEST_F(SessionEnd, RefusedQuitEndsTheSessionAllTheSame)
+{
+    profile.set("receive_only", "yes");
+    server.expect(Port::Pop3, pop_opening() + rows_of{hear("QUIT"), say("-ERR busy")});
+    ASSERT_TRUE(make_link());
+    end_link();
     EXPECT_EQ(take_lines(), lines());
+}
+
+TEST_F(SessionEnd, ClosedSessionSendsNothing)
+{
+    profile.set("receive_only", "yes");
+    server.expect(Port::Pop3, pop_opening() + rows_of{hear_end()});
+    server.expect(Port::Pop3, pop_opening() + rows_of{hear_end()});
+    ASSERT_TRUE(make_link());
+    SocketClose(link->pop);
+    EXPECT_EQ(Connect(link, MODE_POP), MSG_SUCCESS);
+    SocketClose(link->pop);
+    end_link();
+    EXPECT_EQ(take_lines(), lines());
+}
+
+// --- Sessions that are out of step
+
+TEST(SessionOutOfStep, LoginThatTheLinkCouldNotFollowLeavesAClosedSessionThatTheNextSendReplaces)
+{
+    const std::string overlong = "334 " + std::string(507, 'x');
+    LinkStage stage;
+    stage.profile.set("send_only", "yes");
+    stage.profile.set("smtp_authenticate_mechanism", "LOGIN");
+    stage.server.expect(Port::Smtp, smtp_opening() + rows_of{hear("AUTH LOGIN"), say(overlong), hear_end()});
+    ASSERT_TRUE(stage.make_link());
+    ASSERT_NE(stage.link->smtp, nullptr);
+    EXPECT_TRUE(SocketIsClosed(stage.link->smtp));
+    const rows_of login = {hear("AUTH LOGIN"), say("334"),      hear_anything(),
+                           say("334"),         hear_anything(), say("235")};
+    const rows_of mail = {hear_anything(), say("250"), hear_anything(), say("250"),
+                          hear("DATA"),    say("354"), collect_data(),  say("250")};
+    stage.server.expect(Port::Smtp, smtp_opening() + login + mail + smtp_quit());
+    EXPECT_EQ(MsgSendV3(stage.link, nullptr, "bob", "x", 1, 1, 0), MSG_SUCCESS);
+    EXPECT_EQ(stage.take_lines(), lines{"Line is too long, buffer overflow"});
+    stage.end_link();
+    EXPECT_TRUE(stage.server.verdict());
+}
+
+TEST(SessionOutOfStep, HelloWithAnOverlongReplyIsNotFollowedByHelo)
+{
+    LinkStage stage;
+    stage.profile.set("send_only", "yes");
+    stage.profile.set("smtp_authenticate", "yes");
+    for (int attempt = 0; attempt < 5; ++attempt)
+        stage.server.expect(Port::Smtp, {say("220"), hear("EHLO link.example"),
+                                         say_bytes("250-a\r\n250-" + std::string(600, 'x')), hear_end()});
+    EXPECT_FALSE(stage.make_link());
+    EXPECT_EQ(stage.take_lines(), times(5, std::string("Line is too long, buffer overflow")));
+    EXPECT_TRUE(stage.server.verdict());
 }
 
 } // namespace
