@@ -12,6 +12,7 @@
 #include "orvlink.h"
 #include "remote/fake_sock.h"
 #include "remote/orvsmtp_send.h"
+#include "remote/unixdll.h"
 #include "support/link_fixture.h"
 
 namespace {
@@ -199,6 +200,7 @@ TEST(SessionModes, ServerThatCannotBeReachedIsReportedByEachAttempt)
 
 TEST(SessionModes, ServerBehindAnUnknownNameIsReportedAndTheLocalHostIsNeeded)
 {
+    ASSERT_EQ(OSLangString.Init(), LS_INIT_OKAY); // each test may be the first of its process
     fake_sock fake;
     HostProfile profile{{"smtp_host", "mail.example"}, {"smtp_port", "25"}};
     const std::unique_ptr<a_smtp_link_info> link(new a_smtp_link_info);
