@@ -358,9 +358,7 @@ public:
 private:
     UTBufferedOStream & _ostream;
     size_t _count;
-    // The other stream's pointers at the time of suspension.
-    a_byte * _saved_ptr = nullptr;
-    a_byte * _saved_lim = nullptr;
+    a_byte * _saved_ptr = nullptr; // the other stream's at the time of suspension
 };
 
 // Counts what comes out of another stream, out of that stream's own buffer. Until flush() the other stream
@@ -382,9 +380,7 @@ public:
 private:
     UTBufferedIStream & _istream;
     size_t _count;
-    // The other stream's pointers at the time of suspension.
-    const a_byte * _saved_ptr = nullptr;
-    const a_byte * _saved_lim = nullptr;
+    const a_byte * _saved_ptr = nullptr; // the other stream's at the time of suspension
 };
 
 inline void UTBufferedOStream::store(const a_byte * src, size_t size)
