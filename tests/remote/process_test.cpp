@@ -1,0 +1,382 @@
+// The built library as a guest in a host's process: what it leaves alone, what it gives back, and what forks,
+// threads and unloading do to it.
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <clocale>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <semaphore>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "mailserver/server.h"
+#include "support/host_profile.h"
+
+namespace {
+
+using namespace mailserver;
+using support::CallbackRecorder;
+using support::HostProfile;
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool SANITIZED = true; // memory isn't the C library's then, and stays behind what is unloaded
+#else
+constexpr bool SANITIZED = false;
+#endif
+
+constexpr std::chrono::seconds PATIENCE{10};
+
+// The library as dlopen gives it; the archive of the same objects that this program holds isn't used here.
+class Library {
+public:
+    Library()
+    {
+        _handle = dlopen(ORV_BUILD_DIR "/lib64/liborvsmtp16_r.so", RTLD_NOW | RTLD_LOCAL);
+        EXPECT_NE(_handle, nullptr) << dlerror();
+        find("MsgInitLinkV3", init);
+        find("MsgFiniLink", fini);
+        find("MsgSendV3", send);
+        find("MsgReceive", receive);
+        find("MsgContent", content);
+        find("MsgDelete", remove);
+    }
+    ~Library() { dlclose(_handle); }
+    Library(const Library &) = delete;
+    Library & operator=(const Library &) = delete;
+
+    decltype(&MsgInitLinkV3) init = nullptr;
+    decltype(&MsgFiniLink) fini = nullptr;
+    decltype(&MsgSendV3) send = nullptr;
+    decltype(&MsgReceive) receive = nullptr;
+    decltype(&MsgContent) content = nullptr;
+    decltype(&MsgDelete) remove = nullptr;
+
+private:
+    template<class Function> void find(const char * name, Function & function)
+    {
+        function = reinterpret_cast<Function>(dlsym(_handle, name));
+        EXPECT_NE(function, nullptr) << name;
+    }
+    void * _handle;
+};
+
+short ignore_report(const char *)
+{
+    return 0;
+}
+
+class Process : public testing::Test {
+protected:
+    Process()
+    {
+        server.start();
+        store->put("bob", "Subject: -Orv-Relays-\r\nMessage-ID: <1@h>\r\n\r\nkept\r\n\r\n", "one");
+    }
+
+    static Config config()
+    {
+        Config config;
+        config.users = {{"bob", "secret"}, {"ann", "secret"}};
+        return config;
+    }
+
+    [[nodiscard]] std::unique_ptr<HostProfile> profile_of(const std::string & user) const
+    {
+        auto profile = std::make_unique<HostProfile>();
+        for (const auto & [name, value] : std::initializer_list<std::pair<const char *, std::string>>{
+                 {"smtp_host", "127.0.0.1"},
+                 {"pop3_host", "127.0.0.1"},
+                 {"smtp_port", std::to_string(server.smtp_port())},
+                 {"pop3_port", std::to_string(server.pop3_port())},
+                 {"pop3_userid", user},
+                 {"pop3_password", "secret"},
+                 {"local_host", "localhost"},
+                 {"suppress_dialogs", "yes"},
+             }) {
+            profile->set(name, value);
+        }
+        return profile;
+    }
+
+    // Makes a link, reads the message of "bob" and ends it; false when anything fails.
+    static bool read_once(const Library & library, HostProfile & profile)
+    {
+        HLINK link = library.init("bob@here", ignore_report, profile.access(), nullptr);
+        if (link == nullptr) {
+            return false;
+        }
+        HMSG msg = nullptr;
+        char * txt = nullptr;
+        uint32 len = 0;
+        const bool read = library.receive(link, &msg) == MSG_SUCCESS &&
+                          library.content(link, msg, &txt, &len) == MSG_SUCCESS &&
+                          std::string_view(txt, len) == "\r\nkept\r\n";
+        library.fini(link);
+        return read;
+    }
+
+    // Runs `work` in a child and wants it to be true there. The child is ended if it hangs.
+    template<class Work> static void expect_in_child(Work work)
+    {
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            alarm(30);
+            _exit(work() ? 0 : 1);
+        }
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
+        EXPECT_EQ(WEXITSTATUS(status), 0);
+    }
+
+    std::shared_ptr<MemoryStore> store = std::make_shared<MemoryStore>();
+    Server server{config(), store};
+};
+
+std::vector<int> open_descriptors()
+{
+    std::vector<int> open;
+    DIR * folder = opendir("/proc/self/fd");
+    while (const dirent * entry = readdir(folder)) {
+        const int handle = std::atoi(entry->d_name);
+        if (entry->d_name[0] != '.' && handle != dirfd(folder)) {
+            open.push_back(handle);
+        }
+    }
+    closedir(folder);
+    return open;
+}
+
+// --- Several links
+
+// Sends to a neighbour and takes what comes from it until all has come.
+void exchange(const Library & library, HostProfile & profile, const std::string & user,
+              const std::string & neighbour, int count)
+{
+    const CallbackRecorder recorder;
+    HLINK link =
+        library.init((user + "@here").c_str(), CallbackRecorder::callback(), profile.access(), nullptr);
+    ASSERT_NE(link, nullptr) << recorder.text();
+    for (int i = 0; i < count; ++i) {
+        const std::string text = user + " " + std::to_string(i);
+        EXPECT_EQ(library.send(link, nullptr, (neighbour + "@there").c_str(), text.data(),
+                               static_cast<uint32>(text.size()), static_cast<uint32>(i), 0),
+                  MSG_SUCCESS);
+    }
+    int received = 0;
+    for (int look = 0; received < count && look < 10000; ++look) {
+        HMSG msg = nullptr;
+        if (library.receive(link, &msg) != MSG_SUCCESS) {
+            std::this_thread::yield();
+            continue;
+        }
+        char * txt = nullptr;
+        uint32 len = 0;
+        EXPECT_EQ(library.content(link, msg, &txt, &len), MSG_SUCCESS);
+        EXPECT_EQ(std::string(txt, len).substr(0, 2 + neighbour.size() + 1), "\r\n" + neighbour + " ");
+        EXPECT_EQ(library.remove(link, msg), MSG_SUCCESS);
+        ++received;
+    }
+    EXPECT_EQ(received, count);
+    library.fini(link);
+    EXPECT_EQ(recorder.text(), "");
+}
+
+TEST_F(Process, LinksOnTwoThreadsDoNotMeet)
+{
+    const Library library;
+    const auto bob = profile_of("bob");
+    const auto ann = profile_of("ann");
+    ASSERT_TRUE(read_once(library, *bob)); // the first link loads the language texts, before a second thread
+    {
+        auto mailbox = store->open("bob", PATIENCE);
+        ASSERT_NE(mailbox, nullptr);
+        mailbox->remove({true});
+    }
+    std::thread other([&] { exchange(library, *ann, "ann", "bob", 5); });
+    exchange(library, *bob, "bob", "ann", 5);
+    other.join();
+    ASSERT_TRUE(server.wait_idle(PATIENCE));
+    EXPECT_TRUE(store->mails("bob").empty());
+    EXPECT_TRUE(store->mails("ann").empty());
+}
+
+TEST_F(Process, LinksOneAfterTheOtherGiveEverythingBack)
+{
+    if (SANITIZED) {
+        GTEST_SKIP() << "the sanitizer looks for leaks by itself";
+    }
+    const Library library;
+    const auto profile = profile_of("bob");
+    // The server's own memory stays in this process.
+    expect_in_child([&] {
+        size_t memory = 0;
+        size_t descriptors = 0;
+        for (int i = 0; i < 1050; ++i) {
+            if (i == 50) { // the C library's own caches are filled
+                memory = mallinfo2().uordblks;
+                descriptors = open_descriptors().size();
+            }
+            if (!read_once(library, *profile)) {
+                return false;
+            }
+            profile->clear_accesses();
+        }
+        return mallinfo2().uordblks <= memory && open_descriptors().size() == descriptors;
+    });
+}
+
+// --- Forks and unloading
+
+std::counting_semaphore<> * in_report = nullptr;
+
+// Holds the library's lock on messages until a fork on another thread has most likely begun.
+short linger_in_report(const char *)
+{
+    in_report->release();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    return 0;
+}
+
+TEST_F(Process, ChildOfAForkCanMakeItsOwnLink)
+{
+    const Library library;
+    const auto good = profile_of("bob");
+    const auto bad = profile_of("bob");
+    bad->set("pop3_password", "wrong");
+    bad->set("receive_only", "yes");
+    ASSERT_TRUE(read_once(library, *good));
+    expect_in_child([&] { return read_once(library, *good); });
+
+    // Now while another thread reports a refused login, which holds the lock: the child must not inherit it.
+    std::counting_semaphore<> reached(0);
+    in_report = &reached;
+    std::thread reporting(
+        [&] { EXPECT_EQ(library.init("bob@here", linger_in_report, bad->access(), nullptr), nullptr); });
+    reached.acquire();
+    expect_in_child([&] {
+        return read_once(library, *good) &&
+               library.init("bob@here", ignore_report, bad->access(), nullptr) == nullptr;
+    });
+    reporting.join();
+    EXPECT_TRUE(read_once(library, *good)) << "the parent goes on as before";
+}
+
+TEST_F(Process, UnloadedLibraryLeavesNothingThatAForkOrALoadMeets)
+{
+    const auto profile = profile_of("bob");
+    const size_t before = open_descriptors().size();
+    for (int cycle = 0; cycle < 20; ++cycle) {
+        {
+            const Library library;
+            ASSERT_TRUE(read_once(library, *profile));
+        }
+        if (!SANITIZED) {
+            ASSERT_EQ(dlopen(ORV_BUILD_DIR "/lib64/liborvsmtp16_r.so", RTLD_NOW | RTLD_NOLOAD), nullptr)
+                << "still loaded, so this shows nothing";
+        }
+        expect_in_child([] { return true; });
+    }
+    ASSERT_TRUE(server.wait_idle(PATIENCE));
+    EXPECT_EQ(open_descriptors().size(), before);
+}
+
+// --- The host's own
+
+TEST_F(Process, HostsRandomNumbersLocaleAndEnvironmentAreLeftAlone)
+{
+    const Library library;
+    const auto profile = profile_of("bob");
+    ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
+    const std::string locale = std::setlocale(LC_ALL, nullptr);
+    const locale_t thread_locale = uselocale(nullptr);
+    std::vector<std::string> environment;
+    for (char ** variable = environ; *variable != nullptr; ++variable) {
+        environment.emplace_back(*variable);
+    }
+    std::srand(4711);
+    const int first = std::rand();
+    const int second = std::rand();
+    std::srand(4711);
+    EXPECT_EQ(std::rand(), first);
+
+    EXPECT_TRUE(read_once(library, *profile));
+
+    EXPECT_EQ(std::rand(), second);
+    EXPECT_EQ(std::setlocale(LC_ALL, nullptr), locale);
+    EXPECT_EQ(uselocale(nullptr), thread_locale);
+    size_t i = 0;
+    for (char ** variable = environ; *variable != nullptr; ++variable, ++i) {
+        ASSERT_LT(i, environment.size());
+        EXPECT_EQ(*variable, environment[i]);
+    }
+    EXPECT_EQ(i, environment.size());
+    std::setlocale(LC_ALL, "C");
+}
+
+TEST_F(Process, ServerThatHangsUpRaisesNoSignalAndChangesNoMask)
+{
+    const Library library;
+    const auto profile = profile_of("bob");
+    profile->set("send_only", "yes");
+    ASSERT_NE(std::signal(SIGPIPE, SIG_DFL), SIG_ERR); // a signal would end this program
+    HLINK link = library.init("bob@here", ignore_report, profile->access(), nullptr);
+    ASSERT_NE(link, nullptr);
+    sigset_t before{}; // the system fills in its own part only
+    sigset_t after{};
+    pthread_sigmask(SIG_SETMASK, nullptr, &before);
+    server.stop();
+    EXPECT_EQ(library.send(link, nullptr, "bob@there", "x", 1, 1, 0), MSG_FAILURE);
+    library.fini(link);
+    pthread_sigmask(SIG_SETMASK, nullptr, &after);
+    EXPECT_EQ(std::memcmp(&before, &after, sizeof(before)), 0);
+    struct sigaction action;
+    sigaction(SIGPIPE, nullptr, &action);
+    EXPECT_EQ(action.sa_handler, SIG_DFL);
+}
+
+uint16_t peer_port(int handle)
+{
+    sockaddr_in peer{};
+    socklen_t len = sizeof(peer);
+    if (getpeername(handle, reinterpret_cast<sockaddr *>(&peer), &len) != 0 || peer.sin_family != AF_INET) {
+        return 0;
+    }
+    return ntohs(peer.sin_port);
+}
+
+TEST_F(Process, ConnectionsDoNotReachProgramsThatTheHostStarts)
+{
+    const Library library;
+    for (const char * only : {"send_only", "receive_only"}) {
+        const auto profile = profile_of("bob");
+        profile->set(only, "yes");
+        HLINK link = library.init("bob@here", ignore_report, profile->access(), nullptr);
+        ASSERT_NE(link, nullptr);
+        int connections = 0;
+        for (const int handle : open_descriptors()) {
+            const uint16_t port = peer_port(handle);
+            if (port == server.smtp_port() || port == server.pop3_port()) {
+                ++connections;
+                EXPECT_NE(fcntl(handle, F_GETFD) & FD_CLOEXEC, 0);
+            }
+        }
+        EXPECT_EQ(connections, 1) << only;
+        library.fini(link);
+    }
+}
+
+} // namespace
