@@ -1,0 +1,424 @@
+#include "utils/etc/utcollation.h"
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/scoped_environment.h"
+#include "utils/etc/utstream.h"
+#include "utils/locale/tailoring.h"
+
+namespace {
+
+const CollationInfo * row(const char * label)
+{
+    return UTLocale::GetCollationInfoFromLabel(label);
+}
+
+const CharsetInfo * charset(const char * label)
+{
+    return UTLocale::GetCharsetInfoFromLabel(label, CS_STD_ANY);
+}
+
+// ---- Slots
+
+// The place in the table of virtual operations, read off the member pointer (Itanium C++ ABI, 2.3).
+template<typename Operation> size_t slot(Operation operation)
+{
+    static_assert(sizeof(operation) == 2 * sizeof(size_t));
+    size_t words[2];
+    memcpy(words, &operation, sizeof(words));
+    return (words[0] - 1) / sizeof(void *);
+}
+
+using Base = UTCollationImplementationBase;
+template<typename Result, typename... Args> size_t slot_of(Result (Base::*operation)(Args...) const)
+{
+    return slot(operation);
+}
+
+TEST(CollationSlots, VirtualOperationsStandInTheirFixedOrder)
+{
+    using a_str = const a_byte *;
+    using In = UTIStream &;
+    using Buffered = UTBufferedIStream &;
+    const size_t slots[] = {
+        slot(&Base::close),
+        slot_of(&Base::do_is_alpha),
+        slot_of(&Base::do_is_num),
+        slot_of(&Base::do_is_alphanum),
+        slot_of(&Base::do_is_space),
+        slot_of(&Base::prev_character),
+        slot_of<int, a_str, a_str>(&Base::trancmp),
+        slot_of<int, In, In>(&Base::trancmp),
+        slot_of<int, Buffered, size_t, Buffered, size_t>(&Base::trancmp),
+        slot_of<int, a_str, size_t, a_str, size_t>(&Base::trancmp),
+        slot_of(&Base::tranncmp),
+        slot_of(&Base::char_tolower),
+        slot_of(&Base::char_toupper),
+        slot_of<size_t, a_byte *, size_t, a_str, size_t>(&Base::str_tolower),
+        slot_of<size_t, a_byte *, size_t, a_str, size_t>(&Base::str_toupper),
+        slot_of<size_t, UTOStream &, In>(&Base::str_tolower),
+        slot_of<size_t, UTOStream &, In>(&Base::str_toupper),
+        slot_of(&Base::compare_character),
+        slot_of(&Base::is_prefix),
+        slot_of(&Base::case_translation_preserves_sort_order),
+        slot_of(&Base::hist_hash),
+        slot_of(&Base::hist_unhash),
+        slot_of(&Base::id_hash),
+        slot_of(&Base::suggested_sortkey_length),
+        slot_of<size_t, a_byte *, size_t, a_str, size_t>(&Base::sortkey_prefix),
+        slot_of<size_t, a_byte *, size_t, In>(&Base::sortkey_prefix),
+        slot_of<size_t, a_byte *, size_t, Buffered, size_t>(&Base::sortkey_prefix),
+        slot_of<size_t, a_byte *, size_t, In>(&Base::sortkey_prefix_tessel),
+        slot_of<size_t, a_byte *, size_t, Buffered, size_t>(&Base::sortkey_prefix_tessel),
+        slot_of(&Base::sortkey_bound),
+        slot_of(&Base::from_default),
+    };
+    size_t expected = 2; // behind the destructor's two forms
+    for (const size_t at : slots) {
+        EXPECT_EQ(at, expected++);
+    }
+}
+
+// ---- Choosing the implementation
+
+TEST(UTCollation, WithoutALocaleItIsTheRowC)
+{
+    const UTCollation collation(nullptr);
+    EXPECT_EQ(collation.collation(), row("C"));
+    EXPECT_EQ(collation.charset(), charset("US-ASCII"));
+    EXPECT_EQ(collation.get_case_sensitivity(), CASE_INSENSITIVE);
+    EXPECT_EQ(collation.get_accent_sensitivity(), ACCENT_INSENSITIVE);
+    EXPECT_EQ(collation.get_punctuation_sensitivity(), PUNCTUATION_SENSITIVE_PRIMARY);
+    EXPECT_EQ(collation.get_sort_type(), SORTTYPE_UNKNOWN);
+}
+
+TEST(UTCollation, TheOperatingSystemsCollationFollowsTheEnvironment)
+{
+    const ScopedLocaleEnvironment environment;
+    ScopedLocaleEnvironment::set("LC_ALL", "ja_JP.SJIS");
+    UTLocale locale;
+    UTCollation collation(&locale);
+    EXPECT_EQ(collation.collation(), UTLocale::FindOSCollation());
+    EXPECT_EQ(collation.charset(), UTLocale::FindOSCollation()->required_charset());
+    EXPECT_EQ(collation.nbytes_in_char('\x83'), 2U) << "Shift_JIS has characters of two bytes";
+    ScopedLocaleEnvironment::set("LC_ALL", "de_DE.ISO-8859-1");
+    EXPECT_TRUE(collation.set_os_collation(CASE_SENSITIVE));
+    EXPECT_STREQ(collation.collation()->orv_collation_label(), "ISO1LATIN1");
+    EXPECT_EQ(collation.nbytes_in_char('\x83'), 1U);
+    EXPECT_EQ(collation.get_accent_sensitivity(), ACCENT_SENSITIVE);
+}
+
+TEST(UTCollation, AccentsFollowTheCaseUnlessTheyAreTold)
+{
+    const struct {
+        a_case_sensitivity of_case;
+        an_accent_sensitivity of_accents;
+    } cases[] = {{CASE_INSENSITIVE, ACCENT_INSENSITIVE},
+                 {CASE_SENSITIVE, ACCENT_SENSITIVE},
+                 {CASE_SENSITIVE_LOWER_FIRST, ACCENT_SENSITIVE}};
+    UTCollation collation(nullptr);
+    for (const auto & values : cases) {
+        const UTCollationTailoring none;
+        ASSERT_TRUE(collation.set_c_collation(values.of_case));
+        EXPECT_EQ(collation.get_case_sensitivity(), values.of_case);
+        EXPECT_EQ(collation.get_accent_sensitivity(), values.of_accents);
+        ASSERT_TRUE(collation.set_c_collation(none));
+        ASSERT_TRUE(collation.set_os_collation(values.of_case));
+        EXPECT_EQ(collation.get_accent_sensitivity(), values.of_accents);
+        ASSERT_TRUE(collation.set_os_collation(none));
+        EXPECT_EQ(collation.get_case_sensitivity(), CASE_INSENSITIVE);
+    }
+    ASSERT_TRUE(collation.set_c_collation(CASE_SENSITIVE, ACCENT_SENSITIVE_FRENCH));
+    EXPECT_EQ(collation.get_accent_sensitivity(), ACCENT_SENSITIVE_FRENCH);
+    ASSERT_TRUE(collation.set_os_collation(CASE_INSENSITIVE, ACCENT_SENSITIVE));
+    EXPECT_EQ(collation.get_accent_sensitivity(), ACCENT_SENSITIVE);
+    EXPECT_EQ(collation.get_punctuation_sensitivity(), PUNCTUATION_SENSITIVE_PRIMARY);
+}
+
+TEST(UTCollation, TheWrongCharacterSetLeavesTheOldCollationByteForByte)
+{
+    const UTCollationTailoring sensitive(CASE_SENSITIVE);
+    UTCollation collation(nullptr);
+    const auto before = std::make_unique<a_byte[]>(sizeof(collation));
+    memcpy(before.get(), static_cast<const void *>(&collation), sizeof(collation));
+    for (const CharsetInfo * wrong : {charset("UTF-8"), static_cast<const CharsetInfo *>(nullptr)}) {
+        EXPECT_FALSE(collation.set_collation(nullptr, row("1252LATIN1"), wrong, nullptr, sensitive, TRUE));
+        EXPECT_EQ(memcmp(before.get(), static_cast<const void *>(&collation), sizeof(collation)), 0);
+    }
+    EXPECT_EQ(collation.trancmp("ABC", "abc"), 0);
+    EXPECT_TRUE(collation.set_collation(nullptr, row("1252LATIN1"), charset("windows-1252"), nullptr,
+                                        sensitive, FALSE));
+    EXPECT_NE(collation.trancmp("ABC", "abc"), 0);
+}
+
+a_custom_collation_info reversed_latin1()
+{
+    a_packed_collation_order order = *charset("ISO-8859-1")->get_packed_collation();
+    for (size_t i = 0; i < 256; i++) {
+        order.sensitive[i] = order.insensitive[i] = static_cast<a_byte>(255 - i);
+    }
+    a_custom_collation_info record;
+    record.set("reversed", "backwards", reinterpret_cast<const a_byte *>(&order), "ISO_8859-1:1987");
+    return record;
+}
+
+TEST(UTCollation, TablesComeFromTheCallerThenTheCustomRowThenTheCharacterSet)
+{
+    const UTCollationTailoring none;
+    const a_custom_collation_info record = reversed_latin1();
+    const CollationInfo custom(&record);
+    UTCollation collation(nullptr);
+    ASSERT_TRUE(collation.set_collation(nullptr, &custom, charset("ISO-8859-1"), nullptr, none, FALSE));
+    EXPECT_GT(collation.trancmp("a", "b"), 0);
+    const a_packed_collation_order * own = charset("ISO-8859-1")->get_packed_collation();
+    ASSERT_TRUE(collation.set_collation(nullptr, &custom, charset("ISO-8859-1"), own, none, FALSE));
+    EXPECT_LT(collation.trancmp("a", "b"), 0);
+    ASSERT_TRUE(collation.set_collation(nullptr, row("ISO1LATIN1"), charset("ISO-8859-1"), &record.packed,
+                                        none, FALSE));
+    EXPECT_GT(collation.trancmp("a", "b"), 0);
+    ASSERT_TRUE(
+        collation.set_collation(nullptr, row("ISO1LATIN1"), charset("ISO-8859-1"), nullptr, none, FALSE));
+    EXPECT_LT(collation.trancmp("a", "b"), 0);
+}
+
+TEST(UTCollation, WithoutAnIcuBuildOnlyTheTailoringCountsForTheResult)
+{
+    UTLocale locale;
+    ASSERT_FALSE(locale.ICUIsSupported());
+    const UTCollationTailoring fine("Punct=Quaternary;Case=yes;Accent=yes");
+    const UTCollationTailoring lacking(CASE_SENSITIVE, ACCENT_INSENSITIVE, PUNCTUATION_SENSITIVE_QUATERNARY);
+    for (const char * label : {"UTF-8", "windows-1252"}) {
+        UTCollation collation(nullptr);
+        EXPECT_TRUE(collation.set_collation(&locale, row("UCA"), charset(label), nullptr, fine, FALSE));
+        EXPECT_FALSE(collation.set_collation(&locale, row("UCA"), charset(label), nullptr, lacking, FALSE));
+        // Built all the same, and able to step.
+        EXPECT_EQ(collation.collation(), row("UCA"));
+        EXPECT_EQ(collation.charset(), charset(label));
+        EXPECT_EQ(collation.get_punctuation_sensitivity(), PUNCTUATION_SENSITIVE_QUATERNARY);
+        EXPECT_EQ(collation.nbytes_in_char('\xE2'), charset(label)->is_mbcs() ? 3U : 1U);
+        EXPECT_FALSE(collation.case_translation_preserves_sort_order());
+        EXPECT_FALSE(collation.from_default());
+        EXPECT_EQ(collation.suggested_sortkey_length(4), 8U);
+        char end_stays = 0;
+        char * match_end = &end_stays;
+        EXPECT_TRUE(collation.is_prefix("", "", "a", "b", &match_end));
+        collation.close();
+        collation.close();
+        EXPECT_TRUE(collation.set_c_collation(fine));
+        EXPECT_LT(collation.trancmp("a", "b"), 0);
+    }
+}
+
+TEST(UTCollation, AnIcuBoundTakesThePrimaryLevelAlone)
+{
+    UTLocale locale;
+    UTCollation collation(nullptr);
+    ASSERT_TRUE(collation.set_collation(&locale, row("UCA"), charset("UTF-8"), nullptr,
+                                        UTCollationTailoring(), FALSE));
+    const a_byte key[] = {0x41, 0x42, 0x01, 0x05, 0x00};
+    a_byte bound[8] = {};
+    EXPECT_EQ(collation.sortkey_bound(UPPER_INCLUSIVE, bound, sizeof bound, key, sizeof key), 5U);
+    EXPECT_EQ(memcmp(bound, "\x41\x42\xFF\xFF", 5), 0);
+    EXPECT_EQ(collation.sortkey_bound(LOWER_INCLUSIVE, bound, sizeof bound, key, sizeof key), 5U);
+    EXPECT_EQ(memcmp(bound, key, 5), 0);
+    EXPECT_EQ(collation.sortkey_bound(UPPER_INCLUSIVE, bound, 1, key, sizeof key), 1U);
+    EXPECT_EQ(collation.sortkey_bound(UPPER_INCLUSIVE, bound, 0, key, sizeof key), 0U);
+}
+
+// ---- Stepping
+
+struct Utf8 {
+    Utf8() : collation(nullptr)
+    {
+        EXPECT_TRUE(collation.set_collation(nullptr, row("UTF8BIN"), charset("UTF-8"), nullptr,
+                                            UTCollationTailoring(CASE_SENSITIVE), FALSE));
+    }
+    UTCollation collation;
+};
+
+TEST(UTCollation, TextIsSteppedByWholeCharactersAndCutOnesCount)
+{
+    const Utf8 utf8;
+    const UTCollation & collation = utf8.collation;
+    const char * text = "a\xC3\xA4\xE2\x82\xAC";
+    EXPECT_EQ(collation.num_characters(text, 6), 3U);
+    EXPECT_EQ(collation.num_characters(text, 5), 3U);
+    EXPECT_EQ(collation.num_characters(text, 0), 0U);
+    EXPECT_EQ(collation.next_character(text + 1), text + 3);
+    EXPECT_EQ(collation.prev_character(text, text), text);
+    EXPECT_EQ(collation.prev_character(text, text + 5), text + 3);
+    EXPECT_EQ(collation.prev_character(text, text + 3), text + 1);
+    EXPECT_EQ(collation.prev_character(text + 3, text), text) << "not after the base";
+    char copy[2] = {'x', 'y'};
+    EXPECT_EQ(collation.copy_character(copy, 1, text + 3, text + 6), 1U);
+    EXPECT_EQ(copy[1], 'y');
+    EXPECT_EQ(collation.copy_character(copy, 2, text + 6, text + 6), 0U);
+}
+
+TEST(MbcsCharacter, IsReadByteByByteAndKnowsItsClass)
+{
+    const Utf8 utf8;
+    an_mbcs_character c(&utf8.collation);
+    EXPECT_FALSE(c.defined());
+    EXPECT_EQ(c.length() + c.expected_length(), 0U);
+    EXPECT_FALSE(c.is_alpha() || c.is_digit() || c.is_space() || c.is_lead());
+    c.set_first('7');
+    EXPECT_TRUE(c.is_digit()) << "what was known of the empty one is forgotten";
+    EXPECT_FALSE(c.is_space() || c.is_alpha());
+    c.set_first(0xE2);
+    EXPECT_FALSE(c.is_digit());
+    EXPECT_TRUE(c.is_lead());
+    EXPECT_EQ(c.expected_length(), 3U);
+    c.append(0x82);
+    c.append(0xAC);
+    EXPECT_EQ(c.length(), 3U);
+    EXPECT_EQ(memcmp(c.get(), "\xE2\x82\xAC", 3), 0);
+    c.append('1');
+    c.append('2');
+    EXPECT_EQ(c.length(), 4U) << "there is room for four bytes";
+    c.clear();
+    EXPECT_FALSE(c.defined());
+}
+
+TEST(MbcsCharacter, MappingAndOrderAreThoseOfItsCollation)
+{
+    const Utf8 utf8;
+    const auto character = [&](const char * text) {
+        an_mbcs_character c(&utf8.collation);
+        c.set(reinterpret_cast<const a_byte *>(text), reinterpret_cast<const a_byte *>(text + strlen(text)));
+        return c;
+    };
+    an_mbcs_character c = character("ab");
+    EXPECT_EQ(c.length(), 1U);
+    EXPECT_TRUE(c.is_alpha());
+    c.toupper();
+    EXPECT_EQ(*c.get(), 'A');
+    EXPECT_EQ(c.length(), 1U);
+    c.tolower();
+    EXPECT_EQ(*c.get(), 'a');
+    an_mbcs_character wide = character("\xC3\xA4");
+    wide.toupper();
+    EXPECT_EQ(memcmp(wide.get(), "\xC3\xA4", 2), 0) << "multi-byte characters have no case";
+    EXPECT_EQ(wide.length(), 2U);
+    an_mbcs_character cut = character("\xC3");
+    cut.toupper();
+    EXPECT_EQ(cut.length(), 1U);
+    an_mbcs_character none = character("");
+    none.tolower();
+    EXPECT_FALSE(none.defined());
+    EXPECT_TRUE(none < c && c < wide && cut < wide && wide >= cut && c <= c && wide > none);
+    EXPECT_TRUE(c == character("a") && c != wide);
+}
+
+// ---- The stored form
+
+TEST(CustomCollationRecord, ANewRecordIsZeroButForTheSensitivities)
+{
+    const a_custom_collation_info record;
+    a_byte expected[1828] = {};
+    expected[528] = expected[532] = 110;
+    expected[536] = 112;
+    EXPECT_EQ(memcmp(&record, expected, sizeof(record)), 0);
+}
+
+TEST(CustomCollationRecord, ALegacyRecordTakesItsPartsAndLeavesTheRest)
+{
+    a_custom_collation_info record;
+    memset(static_cast<void *>(&record), 'x', sizeof(record));
+    const std::string overlong(300, 'n');
+    const a_packed_collation_order & order = *charset("windows-1252")->get_packed_collation();
+    record.set("label", overlong.c_str(), reinterpret_cast<const a_byte *>(&order), "cs");
+    EXPECT_STREQ(record.orv_collation_label, "label");
+    EXPECT_STREQ(record.charset_label, "cs");
+    EXPECT_EQ(record.description, overlong.substr(0, sizeof(record.description) - 1));
+    EXPECT_EQ(record.collation_type, 'L');
+    EXPECT_EQ(memcmp(&record.packed, &order, sizeof(order)), 0);
+    EXPECT_EQ(record.kep_so_case[0], 'x');
+    EXPECT_EQ(record.tailoring[0], 'x');
+    EXPECT_EQ(static_cast<int32>(record.sort_type), 0x78787878);
+    EXPECT_EQ(static_cast<int32>(record.case_sensitivity), 0x78787878);
+}
+
+TEST(CustomCollationRecord, ARecordOfARowTakesItsTailoringButNotTheSortType)
+{
+    a_custom_collation_info record;
+    memset(static_cast<void *>(&record), 'x', sizeof(record));
+    const UTCollationTailoring tailoring("Locale=de;SortType=phonebook;Case=aA;Accent=f;Punct=no");
+    const a_packed_collation_order & order = *charset("UTF-8")->get_packed_collation();
+    record.set(row("1252LATIN1"), charset("cp1252"), &order, tailoring);
+    EXPECT_STREQ(record.orv_collation_label, "1252LATIN1");
+    EXPECT_STREQ(record.charset_label, charset("windows-1252")->orv_label());
+    const char * sort_order = row("1252LATIN1")->kep_sensitive_sortorder();
+    EXPECT_STREQ(record.kep_so_case, sort_order != nullptr ? sort_order : "");
+    EXPECT_STREQ(record.description, "");
+    EXPECT_STREQ(record.tailoring, "de@collation=phonebook");
+    EXPECT_EQ(record.case_sensitivity, CASE_SENSITIVE_LOWER_FIRST);
+    EXPECT_EQ(record.accent_sensitivity, ACCENT_SENSITIVE_FRENCH);
+    EXPECT_EQ(record.punctuation_sensitivity, PUNCTUATION_INSENSITIVE);
+    EXPECT_EQ(record.collation_type, 'L');
+    EXPECT_EQ(static_cast<int32>(record.sort_type), 0x78787878);
+    EXPECT_EQ(memcmp(&record.packed, &order, sizeof(order)), 0);
+    record.set(row("UCA"), charset("UTF-8"), &order, tailoring);
+    EXPECT_EQ(record.collation_type, 'I');
+}
+
+constexpr size_t STORED_SIZE = 2 + 1828;
+
+std::vector<a_byte> stored(const a_custom_collation_info & record)
+{
+    std::vector<a_byte> bytes(STORED_SIZE + 1);
+    UTBufOStream output(bytes.data(), bytes.size());
+    EXPECT_TRUE(record.serialize(output));
+    EXPECT_EQ(output.ptr(), bytes.data() + STORED_SIZE);
+    bytes.resize(STORED_SIZE);
+    return bytes;
+}
+
+a_bool read(a_custom_collation_info & record, const std::vector<a_byte> & bytes)
+{
+    UTBufIStream input(bytes.data(), bytes.size());
+    return record.deserialize(input);
+}
+
+TEST(CustomCollationRecord, AStoredRecordComesBackAndEndsItsStream)
+{
+    const a_custom_collation_info record = reversed_latin1();
+    std::vector<a_byte> bytes = stored(record);
+    EXPECT_EQ(bytes[0], 2);
+    EXPECT_EQ(bytes[1], 0);
+    EXPECT_EQ(memcmp(bytes.data() + 2, &record, sizeof(record)), 0);
+    a_custom_collation_info back;
+    EXPECT_TRUE(read(back, bytes));
+    EXPECT_EQ(memcmp(&back, &record, sizeof(record)), 0);
+
+    std::vector<a_byte> longer = bytes;
+    longer.push_back(0);
+    EXPECT_FALSE(read(back, longer));
+    for (const size_t size : {size_t{0}, size_t{1}, size_t{2}, STORED_SIZE - 1}) {
+        EXPECT_FALSE(read(back, {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size)})) << size;
+    }
+    for (const size_t at : {0, 1}) {
+        std::vector<a_byte> other = bytes;
+        other[at]++;
+        a_custom_collation_info untouched;
+        EXPECT_FALSE(read(untouched, other));
+        EXPECT_EQ(untouched.orv_collation_label[0], '\0') << "nothing behind a wrong head is read";
+    }
+}
+
+TEST(CustomCollationRecord, AStreamThatIsFullFailsTheWriting)
+{
+    const a_custom_collation_info record;
+    for (const size_t size : {size_t{0}, size_t{1}, size_t{2}, STORED_SIZE - 1}) {
+        std::vector<a_byte> bytes(size + 1);
+        UTBufOStream output(bytes.data(), size);
+        EXPECT_FALSE(record.serialize(output)) << size;
+    }
+}
+
+} // namespace
