@@ -148,17 +148,32 @@ public:
     a_outcome in_pieces(std::span<const a_byte> input, const a_cutting & cutting)
     {
         begin();
+        const auto output = [&cutting] { return cutting.output(); };
+        const auto coin = [&cutting] { return cutting.coin(); };
         bool is_last = false;
         while (!is_last && _outcome.result == ORV_CONV_OK) {
             const size_t end = std::min(input.size(), _taken + cutting.input());
             is_last = end == input.size() && cutting.coin(); // otherwise the end comes with an empty input
-            _outcome.result = feed(input.first(end), is_last, cutting);
+            _outcome.result = feed(input.first(end), is_last, output, coin);
         }
         const ORV_CONV_RET result = _outcome.result;
         if (result != ORV_CONV_OK) {
-            (void)feed(input.first(_taken), false, cutting); // the stop is the result
+            (void)feed(input.first(_taken), false, output, coin); // the stop is the result
         }
         _outcome.result = result;
+        return finish();
+    }
+
+    // The input cut at `at`, every destination of `room` bytes, and the end told with an empty input.
+    a_outcome in_two_pieces(std::span<const a_byte> input, size_t at, size_t room)
+    {
+        begin();
+        const auto same_room = [room] { return room; };
+        const auto odd = [at, room] { return (at + room) % 2 != 0; };
+        for (const size_t end : {at, input.size()}) {
+            _outcome.result = feed(input.first(end), false, same_room, odd);
+        }
+        _outcome.result = feed(input, true, same_room, odd);
         return finish();
     }
 
@@ -179,15 +194,15 @@ private:
         return _outcome;
     }
 
-    // Gives the rest of `input`, in as many calls as the destinations need.
-    ORV_CONV_RET feed(std::span<const a_byte> input, bool is_last, const a_cutting & cutting)
+    // Gives the rest of `input`, in as many calls as the destinations need; `room` and `is_odd` choose them.
+    template<typename Room, typename Odd>
+    ORV_CONV_RET feed(std::span<const a_byte> input, bool is_last, Room && room, Odd && is_odd)
     {
         for (int idle = 0; idle < 1000; idle++) {
             const size_t taken = _taken;
             const size_t made = _outcome.bytes.size();
-            const ExactSource source(input.subspan(_taken), cutting.coin());
-            const ORV_CONV_RET result =
-                call(source, cutting.output(), cutting.coin(), is_last ? TRUE : FALSE);
+            const ExactSource source(input.subspan(_taken), is_odd());
+            const ORV_CONV_RET result = call(source, room(), is_odd(), is_last ? TRUE : FALSE);
             if (result != ORV_CONV_DST_BUFFER_OVERRUN) {
                 EXPECT_TRUE(result != ORV_CONV_OK || _taken == input.size()) << "input is left behind";
                 return result;

@@ -261,7 +261,7 @@ TEST(UnicodeTransform, CuttingInputAndOutputChangesNothing)
     for (const a_pair & pair : pairs()) {
         CharsetConverter conv(&locale(), pair.dest, pair.src);
         ConverterDriver driver(conv);
-        for (int i = 0; i < 3000; i++) {
+        for (int i = 0; i < 2000; i++) {
             const bool is_long = i % 50 == 0;
             const Bytes input = random_input(pair, texts, is_long ? 1500 : texts.below(60));
             const unsigned stop_at = i % 8;
@@ -281,32 +281,14 @@ TEST(UnicodeTransform, NoCutAndNoSizeOfDestinationMatters)
     UnicodeTexts texts(random);
     for (const a_pair & pair : pairs()) {
         CharsetConverter conv(&locale(), pair.dest, pair.src);
-        for (int i = 0; i < 40; i++) {
+        ConverterDriver driver(conv);
+        for (int i = 0; i < 20; i++) {
             const Bytes input = random_input(pair, texts, 1 + texts.below(12));
             const a_outcome whole = expected(pair, input, 0);
             for (size_t at = 0; at <= input.size(); at++) {
                 for (size_t room = 1; room <= 12; room++) {
-                    conv.Reset();
-                    PivotBuffer pivot;
-                    Bytes output;
-                    const void * src = input.data();
-                    for (const size_t end : {at, input.size(), input.size()}) {
-                        const a_bool finish = end == input.size() ? TRUE : FALSE;
-                        ORV_CONV_RET result = ORV_CONV_DST_BUFFER_OVERRUN;
-                        for (int calls = 0; result == ORV_CONV_DST_BUFFER_OVERRUN && calls < 2000; calls++) {
-                            GuardedArea area(room, (room + at) % 2 != 0, 0xA5);
-                            void * dest = area.begin();
-                            result = conv.ContinueConvert(pivot, &dest, area.end(), &src, input.data() + end,
-                                                          finish);
-                            ASSERT_TRUE(area.is_intact());
-                            output.insert(output.end(), area.begin(), static_cast<a_byte *>(dest));
-                        }
-                        ASSERT_EQ(result, ORV_CONV_OK);
-                        ASSERT_EQ(src, input.data() + end);
-                    }
-                    ASSERT_EQ(hex(output), hex(whole.bytes))
+                    ASSERT_EQ(driver.in_two_pieces(input, at, room), whole)
                         << pair.name << " cut at " << at << " room " << room << " input " << hex(input);
-                    ASSERT_EQ(conv.encountered().get(), whole.flags);
                 }
             }
         }
