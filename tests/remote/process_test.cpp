@@ -258,6 +258,9 @@ TEST_F(Process, ChildOfAForkCanMakeItsOwnLink)
     const auto bad = profile_of("bob");
     bad->set("pop3_password", "wrong");
     bad->set("receive_only", "yes");
+    const auto bad_of_child = profile_of("bob"); // no other thread holds its lock when the fork comes
+    bad_of_child->set("pop3_password", "wrong");
+    bad_of_child->set("receive_only", "yes");
     ASSERT_TRUE(read_once(library, *good));
     expect_in_child([&] { return read_once(library, *good); });
 
@@ -269,7 +272,7 @@ TEST_F(Process, ChildOfAForkCanMakeItsOwnLink)
     reached.acquire();
     expect_in_child([&] {
         return read_once(library, *good) &&
-               library.init("bob@here", ignore_report, bad->access(), nullptr) == nullptr;
+               library.init("bob@here", ignore_report, bad_of_child->access(), nullptr) == nullptr;
     });
     reporting.join();
     EXPECT_TRUE(read_once(library, *good)) << "the parent goes on as before";
