@@ -264,6 +264,9 @@ TEST_F(Process, ChildOfAForkCanMakeItsOwnLink)
     ASSERT_TRUE(read_once(library, *good));
     expect_in_child([&] { return read_once(library, *good); });
 
+#if defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizer's runtime doesn't promise to work behind a fork of several threads";
+#endif
     // Now while another thread reports a refused login, which holds the lock: the child must not inherit it.
     std::counting_semaphore<> reached(0);
     in_report = &reached;
