@@ -44,13 +44,17 @@ bool model_reply(std::string_view text, Lines * lines)
 void read_one_reply(std::span<const std::uint8_t> input)
 {
     fuzz::FakeLink link(input);
-    server.schedule = {};
+    if (std::find(server.schedule.begin(), server.schedule.end(), 0) != server.schedule.end()) {
+        server.schedule = {}; // cuts, but no failures
+    }
     link.open(link.lnk->smtp);
     Lines expected;
     const bool good = model_reply(server.text, &expected);
     Lines lines;
     check((smtp_reply(link.lnk.get(), grab_lines, &lines) != FALSE) == good);
     check(lines == expected);
+    // Only a reply that went wrong half-way ends the session, and then it is out of step for sure.
+    check(!SocketIsClosed(link.lnk->smtp) || !good);
 }
 
 void say_hello_and_send(std::span<const std::uint8_t> input, bool debug)

@@ -62,7 +62,7 @@ TEST(StubbornCommand, StopsWhenItShouldAndCountsAttemptsAndRounds)
          "0r1r2r3r4r",
          MSG_NO_MESSAGE},
         // A result beyond the three is a failure that may be retried.
-        {{static_cast<COM_RESULT>(7), COM_SUCCESS}, {MSG_SUCCESS}, "0r1", MSG_SUCCESS},
+        {{static_cast<COM_RESULT>(3), COM_SUCCESS}, {MSG_SUCCESS}, "0r1", MSG_SUCCESS},
     };
     for (const auto & row : rows) {
         ScriptedCommand command(row.attempts, row.reinits);
