@@ -50,13 +50,14 @@ std::string in_child(int input, const std::function<std::string()> & body)
 {
     int result[2];
     EXPECT_EQ(pipe(result), 0);
+    (void)fflush(nullptr); // what is buffered is the parent's
     const pid_t child = fork();
     if (child == 0) {
         alarm(20);
         dup2(input, STDIN_FILENO);
         const std::string text = body();
         const bool written = write(result[1], text.data(), text.size()) == static_cast<ssize_t>(text.size());
-        _exit(written ? 0 : 1);
+        std::exit(written ? 0 : 1); // with the checks that run at an end
     }
     close(result[1]);
     std::string text;

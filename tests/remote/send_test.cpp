@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "remote/orvsmtp_inbox.h"
+#include "remote/fake_sock.h"
 #include "support/link_fixture.h"
 
 namespace {
@@ -314,6 +314,19 @@ TEST_F(Send, OpensASessionWhenThereIsNoneAndEndsThatOfTheInboxFirst)
     EXPECT_LT(transcript.find("pop3#1 < QUIT"), transcript.find("smtp#2 > 220"));
 }
 
+TEST_F(Send, SessionThatCannotBeOpenedSendsNothingAndTellsSo)
+{
+    profile.set("send_only", "no");
+    profile.set("receive_only", "yes");
+    server.expect(Port::Pop3, pop_opening() + pop_quit());
+    ASSERT_TRUE(make_link());
+    profile.set("smtp_host", "");
+    EXPECT_EQ(send(), MSG_FAILURE);
+    EXPECT_EQ(SMTPMessageWrite(link, "bob@b.example", "x", 1, 7).ReInit(),
+              MSG_FAILURE); // there is no session
+    EXPECT_EQ(take_lines(), lines());
+}
+
 TEST_F(Send, TraceShowsTheEnvelopeAndNothingOfTheMail)
 {
     profile.set("Debug", "yes");
@@ -350,6 +363,28 @@ ssize_t failing_recv(int handle, void * buf, size_t len, int flags)
         return -1;
     }
     return ::recv(handle, buf, len, flags);
+}
+
+TEST(SendOutOfStep, SessionIsClosedUnlessItsConnectionHasEnded)
+{
+    const struct {
+        int code;
+        bool closed;
+    } rows[] = {
+        {0, false},         {ECONNRESET, false}, {EPIPE, false},   {ENOTCONN, false},
+        {ETIMEDOUT, false}, {EINTR, true},       {ENOMEM, true},   {EMSGSIZE, true},
+        {ENOBUFS, true},    {EAGAIN, true},      {ENETDOWN, true},
+    };
+    for (const auto & row : rows) {
+        fake_sock fake;
+        a_sock * sock = SocketInit(fake.info, "10.0.0.1");
+        uint16 port = 25;
+        ASSERT_TRUE(SocketOpen(sock, nullptr, &port, FALSE));
+        close_if_out_of_step(sock, row.code);
+        EXPECT_EQ(SocketIsClosed(sock) != FALSE, row.closed) << row.code;
+        SocketClose(sock);
+        SocketFini(sock);
+    }
 }
 
 TEST_F(Send, MailSentInPartIsNeverFollowedByAReset)
