@@ -1,4 +1,4 @@
-// The locale variables of the environment, cleared for the length of a test and restored behind it.
+// Variables of the environment, changed for the length of a test and restored behind it.
 #pragma once
 
 #include <cstdlib>
@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+// The locale's, cleared.
 class ScopedLocaleEnvironment {
 public:
     ScopedLocaleEnvironment()
@@ -38,4 +39,23 @@ public:
 
 private:
     std::vector<std::pair<std::string, std::optional<std::string>>> _saved;
+};
+
+// One variable; null unsets it.
+class ScopedVariable {
+public:
+    ScopedVariable(const char * name, const char * value) : _name(name)
+    {
+        if (const char * const before = getenv(name); before != nullptr) {
+            _saved = before;
+        }
+        ScopedLocaleEnvironment::set(name, value);
+    }
+    ~ScopedVariable() { ScopedLocaleEnvironment::set(_name, _saved ? _saved->c_str() : nullptr); }
+    ScopedVariable(const ScopedVariable &) = delete;
+    ScopedVariable & operator=(const ScopedVariable &) = delete;
+
+private:
+    const char * _name;
+    std::optional<std::string> _saved;
 };

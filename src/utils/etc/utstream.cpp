@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "utils/etc/native32.h"
 #include "utils/etc/native64.h"
+#include "utils/etc/utcollation.h"
 
 namespace {
 
@@ -201,6 +201,12 @@ UTOStream & UTOStream::operator<<(uint64 value)
     return *this << u64toa(value, text, 10);
 }
 
+UTOStream & UTOStream::operator<<(const an_mbcs_character & c)
+{
+    (void)put(c.get(), c.length());
+    return *this;
+}
+
 size_t UTIStream::skip(size_t size)
 {
     a_byte piece[COPY_PIECE_SIZE];
@@ -246,6 +252,25 @@ void UTIStream::safe_append_to(UTOStream & o)
     }
 }
 
+void UTIStream::do_get_mbcs(an_mbcs_character & c)
+{
+    a_byte b = 0;
+    if (get(b) == 0) {
+        c.clear();
+        return;
+    }
+    c.set_first(b);
+    for (size_t left = c.expected_length() - 1; left != 0 && get(b) != 0; --left) {
+        c.append(b);
+    }
+}
+
+UTIStream & UTIStream::operator>>(an_mbcs_character & c)
+{
+    do_get_mbcs(c);
+    return *this;
+}
+
 UTIStream & UTIStream::operator>>(a_byte & c)
 {
     (void)get(c); // eof tells whether it has been there
@@ -277,6 +302,10 @@ void UTBufferedOStream::set_eof()
 
 size_t UTBufferedOStream::do_put(const a_byte * src, size_t size)
 {
+    if (size != 0 && size <= free_bytes()) {
+        store(src, size);
+        return size;
+    }
     if (_eof || size == 0) {
         return 0;
     }
@@ -308,7 +337,11 @@ a_byte * UTBufferedOStream::get_space(size_t * size)
 
 size_t UTBufferedIStream::skip(size_t size)
 {
-    if (_eof || size == 0) {
+    if (size <= unread_bytes()) {
+        bump(size);
+        return size;
+    }
+    if (_eof) {
         return 0;
     }
     size_t done = 0;
@@ -352,6 +385,10 @@ void UTBufferedIStream::set_eof()
 
 size_t UTBufferedIStream::do_get(a_byte * dest, size_t size)
 {
+    if (size != 0 && size <= unread_bytes()) {
+        fetch(dest, size);
+        return size;
+    }
     if (_eof || size == 0) {
         return 0;
     }
@@ -379,6 +416,19 @@ const a_byte * UTBufferedIStream::get_piece(size_t * size)
     }
     *size = unread_bytes();
     return _ptr;
+}
+
+void UTBufferedIStream::get_mbcs(an_mbcs_character & c)
+{
+    if (_ptr != _lim) {
+        c.set_first(*_ptr);
+        if (const size_t len = c.expected_length(); len <= unread_bytes()) {
+            c.set(_ptr, _ptr + len);
+            bump(len);
+            return;
+        }
+    }
+    do_get_mbcs(c);
 }
 
 int UTBufferedIStream::compare(UTBufferedIStream & other)

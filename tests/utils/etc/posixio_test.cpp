@@ -1,10 +1,25 @@
 #include "utils/etc/posixio.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
 #include <fcntl.h>
+#include <functional>
+#include <pthread.h>
+#include <string>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
+#include <vector>
 
 #include <gtest/gtest.h>
+
+#include "support/temporary_folder.h"
 
 namespace {
 
@@ -26,6 +41,354 @@ TEST(CloseOnExec, FailureToMarkDoesNotShow)
 {
     errno = ENOENT;
     set_close_on_exec(-1);
+    EXPECT_EQ(errno, ENOENT);
+}
+
+TEST(CloseOnExec, OpenedFilesAreMarked)
+{
+    const TemporaryFolder folder;
+    const std::string name = folder.write("a", "text");
+    const int handle = _posix_open(name.c_str(), O_RDONLY, 0);
+    ASSERT_GE(handle, 0);
+    EXPECT_EQ(fcntl(handle, F_GETFD), FD_CLOEXEC);
+    EXPECT_EQ(_posix_close(handle), 0);
+    FILE * const file = _posix_fopen(name.c_str(), "r");
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(fcntl(fileno(file), F_GETFD), FD_CLOEXEC);
+    fclose(file);
+    errno = 0;
+    EXPECT_EQ(_posix_fopen(folder.path("none").c_str(), "r"), nullptr);
+    EXPECT_EQ(errno, ENOENT);
+}
+
+// ---- Interrupted calls
+
+std::atomic<int> interruptions{0};
+
+void count_interruption(int)
+{
+    interruptions.fetch_add(1);
+}
+
+// Signals without SA_RESTART at one thread until the end of the scope, so that blocking calls fail with
+// EINTR.
+class SignalStorm {
+public:
+    explicit SignalStorm(pthread_t target) : _target(target)
+    {
+        struct sigaction action = {};
+        action.sa_handler = count_interruption;
+        sigaction(SIGUSR1, &action, &_before);
+        interruptions = 0;
+        _thread = std::thread([this] {
+            while (!_over) {
+                pthread_kill(_target, SIGUSR1);
+                std::this_thread::yield();
+            }
+        });
+    }
+    ~SignalStorm()
+    {
+        _over = true;
+        _thread.join();
+        sigaction(SIGUSR1, &_before, nullptr);
+    }
+    SignalStorm(const SignalStorm &) = delete;
+    SignalStorm & operator=(const SignalStorm &) = delete;
+
+private:
+    pthread_t _target;
+    struct sigaction _before = {};
+    std::atomic<bool> _over{false};
+    std::thread _thread;
+};
+
+class PipeTest : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_EQ(pipe(_ends), 0); }
+    void TearDown() override
+    {
+        for (const int end : _ends) {
+            close(end);
+        }
+    }
+    void close_writer()
+    {
+        close(_ends[1]);
+        _ends[1] = -1;
+    }
+
+    int _ends[2] = {-1, -1};
+};
+
+// A pipe holds 64 KiB, so both sides block again and again.
+constexpr size_t STORM_SIZE = 1 << 20;
+
+std::string long_text()
+{
+    std::string text(STORM_SIZE, '\0');
+    for (size_t i = 0; i < text.size(); ++i) {
+        text[i] = static_cast<char>(i * 31 + (i >> 8));
+    }
+    return text;
+}
+
+TEST_F(PipeTest, ReadUnderASignalStormLosesNothing)
+{
+    const std::string sent = long_text();
+    std::string received(sent.size(), '\0');
+    std::thread writer([&] {
+        sigset_t set;
+        sigemptyset(&set);
+        sigaddset(&set, SIGUSR1);
+        pthread_sigmask(SIG_BLOCK, &set, nullptr);
+        for (size_t done = 0; done < sent.size(); done += 4096) { // so that the reader waits in between
+            EXPECT_EQ(write(_ends[1], sent.data() + done, 4096), 4096);
+            std::this_thread::yield();
+        }
+        close_writer();
+    });
+    {
+        const SignalStorm storm(pthread_self());
+        EXPECT_EQ(_posix_read(_ends[0], received.data(), received.size()), static_cast<int>(sent.size()));
+        EXPECT_EQ(_posix_read(_ends[0], received.data(), 0), 0);
+    }
+    writer.join();
+    EXPECT_EQ(received, sent);
+    EXPECT_GT(interruptions.load(), 0);
+    char one = 0;
+    EXPECT_EQ(_posix_read(_ends[0], &one, 1), 0);
+}
+
+TEST_F(PipeTest, WriteUnderASignalStormLosesNothing)
+{
+    const std::string sent = long_text();
+    std::string received;
+    std::thread reader([&] {
+        char piece[1000];
+        for (ssize_t got = 1; got > 0 && received.size() < sent.size();) {
+            got = read(_ends[0], piece, sizeof(piece));
+            if (got > 0) {
+                received.append(piece, static_cast<size_t>(got));
+            }
+            std::this_thread::yield();
+        }
+    });
+    {
+        const SignalStorm storm(pthread_self());
+        EXPECT_EQ(_posix_write(_ends[1], sent.data(), sent.size()), static_cast<int>(sent.size()));
+    }
+    reader.join();
+    EXPECT_EQ(received, sent);
+    EXPECT_GT(interruptions.load(), 0);
+}
+
+TEST_F(PipeTest, ErrorBehindBytesThatCameIsAnError)
+{
+    ASSERT_EQ(fcntl(_ends[0], F_SETFL, O_NONBLOCK), 0);
+    ASSERT_EQ(write(_ends[1], "abc", 3), 3);
+    char buffer[10];
+    EXPECT_EQ(_posix_read(_ends[0], buffer, sizeof(buffer)), -1);
+    EXPECT_EQ(errno, EAGAIN);
+}
+
+TEST_F(PipeTest, NothingToMoveCallsNothing)
+{
+    EXPECT_EQ(_posix_read(-1, nullptr, 0), 0);
+    EXPECT_EQ(_posix_write(-1, nullptr, 0), 0);
+}
+
+TEST(ReadFile, EndOfFileIsTheOnlyShortCount)
+{
+    const TemporaryFolder folder;
+    const int handle = _posix_open(folder.write("ten", "0123456789").c_str(), O_RDONLY, 0);
+    char buffer[100];
+    EXPECT_EQ(_posix_read(handle, buffer, sizeof(buffer)), 10);
+    EXPECT_EQ(_posix_read(handle, buffer, sizeof(buffer)), 0);
+    EXPECT_EQ(_posix_write(handle, buffer, 1), -1);
+    EXPECT_EQ(errno, EBADF);
+    EXPECT_EQ(_posix_close(handle), 0);
+}
+
+// ---- Failures
+
+TEST(FileLayer, FailuresAreThoseOfTheCalls)
+{
+    const TemporaryFolder folder;
+    const std::string none = folder.path("none");
+    const char * const name = none.c_str();
+    const struct {
+        const char * call;
+        int error;
+        std::function<int64()> run;
+    } cases[] = {
+        {"open", ENOENT, [&] { return _posix_open(name, O_RDONLY, 0); }},
+        {"creat", EISDIR, [&] { return _posix_creat(folder.path().c_str(), 0600); }},
+        {"close", EBADF, [] { return _posix_close(-1); }},
+        {"unlink", ENOENT, [&] { return _posix_unlink(name); }},
+        {"rename", ENOENT, [&] { return _posix_rename(name, name); }},
+        {"mkdir", EEXIST, [&] { return _posix_mkdir(folder.path().c_str(), 0700); }},
+        {"access", ENOENT, [&] { return _posix_access(name, R_OK); }},
+        {"chdir", ENOENT, [&] { return _posix_chdir(name); }},
+        {"chmod", ENOENT, [&] { return _posix_chmod(name, 0600); }},
+        {"utime", ENOENT, [&] { return _posix_utime(name, nullptr); }},
+        {"truncate", ENOENT, [&] { return _posix_truncate(name, 0); }},
+        {"ftruncate", EBADF, [] { return _posix_ftruncate(-1, 0); }},
+        {"lockf", EBADF, [] { return _posix_lockf(-1, F_LOCK, 0); }},
+        {"fdatasync", EBADF, [] { return _posix_fdatasync(-1); }},
+        {"fsync", EBADF, [] { return _posix_fsync(-1); }},
+        {"pread", EBADF, [] { return _posix_pread(-1, nullptr, 0, 0); }},
+        {"pwrite", EBADF, [] { return _posix_pwrite(-1, nullptr, 0, 0); }},
+        {"lseek", EBADF, [] { return _posix_lseek(-1, 0, SEEK_SET); }},
+        {"filelength", EBADF, [] { return _posix_filelength(-1); }},
+        {"tell", EBADF, [] { return _posix_tell(-1); }},
+    };
+    for (const auto & row : cases) {
+        errno = 0;
+        EXPECT_EQ(row.run(), -1) << row.call;
+        EXPECT_EQ(errno, row.error) << row.call;
+    }
+}
+
+TEST(FileLayer, StatFillsAllFieldsOrNone)
+{
+    const TemporaryFolder folder;
+    const std::string name = folder.write("file", "12345");
+    const std::string link = folder.path("link");
+    ASSERT_EQ(symlink("file", link.c_str()), 0);
+    const struct utimbuf times = {1000, 2000};
+    ASSERT_EQ(_posix_utime(name.c_str(), &times), 0);
+    ASSERT_EQ(_posix_chmod(name.c_str(), 0640), 0);
+    struct stat expected = {};
+    ASSERT_EQ(stat(name.c_str(), &expected), 0);
+
+    const int handle = _posix_open(name.c_str(), O_RDONLY, 0);
+    for (const int kind : {0, 1}) {
+        a_posix_statbuf found = {};
+        ASSERT_EQ(kind == 0 ? _posix_stat(link.c_str(), &found) : _posix_fstat(handle, &found), 0);
+        EXPECT_EQ(found.pst_dev, expected.st_dev);
+        EXPECT_EQ(found.pst_ino, expected.st_ino);
+        EXPECT_EQ(found.pst_mode, S_IFREG | 0640u);
+        EXPECT_EQ(found.pst_uid, expected.st_uid);
+        EXPECT_EQ(found.pst_gid, expected.st_gid);
+        EXPECT_EQ(found.pst_size, 5u);
+        EXPECT_EQ(found.pst_atime, 1000);
+        EXPECT_EQ(found.pst_mtime, 2000);
+        EXPECT_EQ(found.pst_ctime, expected.st_ctime);
+    }
+    _posix_close(handle);
+    a_posix_statbuf found = {};
+    ASSERT_EQ(_posix_lstat(link.c_str(), &found), 0);
+    EXPECT_TRUE(S_ISLNK(found.pst_mode));
+    const a_posix_statbuf before = found;
+    EXPECT_EQ(_posix_stat(folder.path("none").c_str(), &found), -1);
+    EXPECT_EQ(_posix_lstat(folder.path("none").c_str(), &found), -1);
+    EXPECT_EQ(_posix_fstat(-1, &found), -1);
+    EXPECT_EQ(found.pst_ino, before.pst_ino);
+    EXPECT_EQ(found.pst_mode, before.pst_mode);
+}
+
+TEST(FileLayer, PositionSurvivesTheLengthAndPositionedCalls)
+{
+    const TemporaryFolder folder;
+    const std::string name = folder.path("file");
+    const int handle = _posix_open(name.c_str(), O_RDWR | O_CREAT, 0600);
+    ASSERT_GE(handle, 0);
+    EXPECT_EQ(_posix_write(handle, "0123456789", 10), 10);
+    EXPECT_EQ(_posix_lseek(handle, 3, SEEK_SET), 3);
+    EXPECT_EQ(_posix_filelength(handle), 10);
+    char two[2];
+    EXPECT_EQ(_posix_pread(handle, two, 2, 8), 2);
+    EXPECT_EQ(std::string(two, 2), "89");
+    EXPECT_EQ(_posix_pwrite(handle, "ab", 2, 12), 2);
+    EXPECT_EQ(_posix_tell(handle), 3);
+    const int64 far = int64{1} << 33; // beyond 32 bits
+    EXPECT_EQ(_posix_ftruncate(handle, far), 0);
+    EXPECT_EQ(_posix_filelength(handle), far);
+    EXPECT_EQ(_posix_truncate(name.c_str(), 4), 0);
+    EXPECT_EQ(_posix_filelength(handle), 4);
+    EXPECT_TRUE(_posix_64bit_io_available());
+    EXPECT_EQ(_posix_os_handle(handle), handle);
+    EXPECT_EQ(_posix_fsync(handle), 0);
+    EXPECT_EQ(_posix_fdatasync(handle), 0);
+    EXPECT_EQ(_posix_lockf(handle, F_TLOCK, 0), 0);
+    EXPECT_EQ(_posix_close(handle), 0);
+}
+
+TEST(FileLayer, NewFilesHaveTheModeTheyAreGiven)
+{
+    const TemporaryFolder folder;
+    const int before = _posix_umask(0027);
+    const int handle = _posix_creat(folder.path("file").c_str(), 0666);
+    EXPECT_EQ(_posix_umask(before), 0027);
+    a_posix_statbuf found = {};
+    EXPECT_EQ(_posix_fstat(handle, &found), 0);
+    EXPECT_EQ(found.pst_mode & 0777, 0640u);
+    _posix_close(handle);
+    EXPECT_EQ(_posix_mkdir(folder.path("sub").c_str(), 0700), 0);
+    EXPECT_EQ(_posix_rename(folder.path("file").c_str(), folder.path("sub/file").c_str()), 0);
+    EXPECT_EQ(_posix_unlink(folder.path("sub/file").c_str()), 0);
+}
+
+// ---- Locks, which are between processes
+
+// Runs `body` in another process; the result is its verdict.
+bool elsewhere(const std::function<bool()> & body)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(body() ? 0 : 1);
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+struct a_share_case {
+    int held_mode; // what this process has opened
+    int held_share;
+    int mode; // what another one tries
+    int share;
+    bool opens;
+};
+
+TEST(SharedOpen, LocksOfAnotherProcessCountAsTheFlagsTell)
+{
+    constexpr int read_lock = 0;
+    const a_share_case cases[] = {
+        {O_RDWR, 0, O_RDONLY, read_lock, false},
+        {O_RDWR, 0, O_RDONLY, POSIX_SHARE_DENY_READ, false},
+        {O_RDWR, 0, O_RDONLY, POSIX_SHARE_DENY_NONE, true},
+        {O_RDWR, 0, O_RDWR, POSIX_SHARE_DENY_NONE, false},
+        {O_WRONLY, POSIX_SHARE_DENY_NONE, O_WRONLY, read_lock, false},
+        {O_RDONLY, read_lock, O_RDONLY, read_lock, true},
+        {O_RDONLY, read_lock, O_RDONLY, POSIX_SHARE_DENY_READ, true},
+        {O_RDONLY, read_lock, O_RDWR, read_lock, false},
+        {O_RDONLY, POSIX_SHARE_DENY_READ, O_RDWR, read_lock, true},
+        {O_RDONLY, POSIX_SHARE_DENY_NONE, O_RDWR, read_lock, true},
+    };
+    const TemporaryFolder folder;
+    const std::string name = folder.write("file", "text");
+    for (const a_share_case & row : cases) {
+        SCOPED_TRACE(&row - cases);
+        const int held = _posix_sopen(name.c_str(), row.held_mode, row.held_share, 0);
+        ASSERT_GE(held, 0);
+        EXPECT_EQ(fcntl(held, F_GETFD), FD_CLOEXEC);
+        EXPECT_TRUE(elsewhere([&] {
+            const int next = open("/dev/null", O_RDONLY);
+            close(next);
+            const int handle = _posix_sopen(name.c_str(), row.mode, row.share, 0);
+            const bool closed_again = handle != -1 || open("/dev/null", O_RDONLY) == next;
+            return (handle != -1) == row.opens && closed_again;
+        }));
+        EXPECT_TRUE(row.opens || elsewhere([&] {
+                        errno = 0;
+                        return _posix_sopen(name.c_str(), row.mode, row.share, 0) == -1 &&
+                               (errno == EAGAIN || errno == EACCES);
+                    }));
+        _posix_close(held);
+    }
+    EXPECT_EQ(_posix_sopen(folder.path("none").c_str(), O_RDONLY, 0, 0), -1);
     EXPECT_EQ(errno, ENOENT);
 }
 
