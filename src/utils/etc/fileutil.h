@@ -112,7 +112,7 @@ size_t UTGetTempDirOrDefault(char * buffer, size_t bufsize);
 // A path in that directory which no file has yet: the first five bytes of `prefix`, or of "_T" for null, and
 // six characters that vary. Somebody else may take it before its user does, so it has to be created by
 // O_EXCL. Empty if it doesn't fit or no name is free.
-void GetTempFilename(char * buffer, size_t bufsize, const char * prefix);
+void GetTempFilename(char * buffer, size_t bufsize, char * prefix);
 
 // The bitness of programs and libraries (ELF).
 class UTFileBitnessInfo {
@@ -140,12 +140,11 @@ enum unix_drive_type {
 };
 
 // Device and file system type of the mount point, among those in /etc/mtab, that is the longest beginning of
-// `filename`, which needs to be absolute. Of two at the same place the later one counts. FALSE: none is, or
-// they don't fit; the outputs are then undefined but terminated.
+// `filename`, whose links are followed as far as it exists. Of two at the same place the later one counts,
+// which hides the other. FALSE: there is none, or the texts don't fit; the outputs then hold nothing of use.
 [[nodiscard]] a_bool longest_mount_match(const char * filename, char * dev, size_t dev_len, char * type,
                                          size_t type_len);
-// The number, as in st_dev, of the device that `filename` is on, from /proc/partitions. -1 if it has none
-// there.
+// The number, as in st_dev, of the device that `filename` is on, from /proc/partitions. -1: it isn't there.
 [[nodiscard]] int64 get_drive(const char * filename);
 [[nodiscard]] int64 GetPhysicalDrive(const char * filename);
 [[nodiscard]] unix_drive_type get_drive_type_for_filename(const char * name);

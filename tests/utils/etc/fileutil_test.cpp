@@ -1,12 +1,580 @@
 #include "utils/etc/fileutil.h"
 
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <functional>
+#include <memory>
 #include <string>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include "support/labelled_collation.h"
+#include "support/scoped_environment.h"
+#include "support/temporary_folder.h"
+
 namespace {
+
+// ---- Paths
+
+// A path in a block of the exact size, so that a sanitizer sees the first byte read or written behind it.
+class Path {
+public:
+    Path(const std::string & text, size_t size) : _text(new char[size]), _size(size)
+    {
+        std::memcpy(_text.get(), text.c_str(), text.size() + 1);
+    }
+    explicit Path(const std::string & text) : Path(text, text.size() + 1) {}
+    [[nodiscard]] char * get() const { return _text.get(); }
+    [[nodiscard]] size_t size() const { return _size; }
+    // Where `p` points to; -1 for null.
+    [[nodiscard]] std::ptrdiff_t at(const char * p) const { return p != nullptr ? p - _text.get() : -1; }
+
+private:
+    std::unique_ptr<char[]> _text;
+    size_t _size;
+};
+
+// Paths in Shift_JIS: 83 5C is a character whose second byte is that of `\`, and 83 before the end is cut.
+class PathTest : public ::testing::Test {
+protected:
+    LabelledCollation _sjis{"932JPN"};
+    LabelledCollation _latin{"1252LATIN1"};
+};
+
+struct a_separator_case {
+    const char * path;
+    int platform;
+    int first; // -1: none
+    int last;
+};
+
+TEST_F(PathTest, SeparatorsArePlatformsAndNeverHalfACharacter)
+{
+    const a_separator_case cases[] = {
+        {"", 0, -1, -1},         {"name", 0, -1, -1},     {"/", 0, 0, 0},
+        {"a/b/c", 0, 1, 3},      {"a/b/c/", 1, 1, 5},     {"a\\b:c", 0, -1, -1},
+        {"a\\b:c/d", 2, 1, 5},   {"a:b", 2, 1, 1},        {"a/b", 3, -1, -1},
+        {"a/b", -1, -1, -1},     {"\x83\x5C", 2, -1, -1}, {"\x83\x5C\\\x83\x5C", 2, 2, 2},
+        {"a/\x83\x5C", 2, 1, 1}, {"a/\x83", 2, 1, 1},     {"\x83", 0, -1, -1},
+        {"\xB1\\", 2, 1, 1}, // a half-width character of one byte
+    };
+    for (const a_separator_case & row : cases) {
+        SCOPED_TRACE(row.path);
+        const Path path(row.path);
+        EXPECT_EQ(path.at(FindNextPathSeparator(_sjis, path.get(), row.platform)), row.first);
+        EXPECT_EQ(path.at(FindLastPathSeparator(_sjis, path.get(), row.platform)), row.last);
+        const char * const name = FindFilename(_sjis, path.get(), row.platform);
+        EXPECT_EQ(path.at(name), row.last + 1);
+        if (row.platform == 0) {
+            EXPECT_EQ(path.at(FindNextUNCSeparator(_sjis, path.get())), row.first);
+        }
+    }
+    const Path path("\x83\x5C"); // where each byte is a character
+    EXPECT_EQ(path.at(FindLastPathSeparator(_latin, path.get(), 2)), 1);
+}
+
+struct an_append_case {
+    const char * path;
+    size_t size;
+    const char * expected;
+    size_t end;
+    size_t remaining;
+};
+
+TEST_F(PathTest, AppendedSeparatorIsOneAndItsEndIsTold)
+{
+    const an_append_case cases[] = {
+        {"a/b", 10, "a/b/", 4, 6}, {"a/b/", 10, "a/b/", 4, 6}, {"", 10, "/", 1, 9},
+        {"/", 10, "/", 1, 9},      {"a/b", 5, "a/b/", 5, 0}, // the terminator is in the last byte
+        {"a/b", 4, "a/b", 4, 0},   {"a/", 3, "a/", 3, 0},      {"\x83\x5C", 10, "\x83\x5C/", 3, 7},
+        {"a\\", 10, "a\\/", 3, 7},
+    };
+    for (const an_append_case & row : cases) {
+        SCOPED_TRACE(row.path);
+        for (const bool asked : {true, false}) {
+            const Path path(row.path, row.size);
+            size_t remaining = 99;
+            const char * const end =
+                AppendPathSeparator(_sjis, path.get(), row.size, asked ? &remaining : nullptr);
+            EXPECT_STREQ(path.get(), row.expected);
+            EXPECT_EQ(path.at(end), static_cast<std::ptrdiff_t>(row.end));
+            EXPECT_EQ(remaining, asked ? row.remaining : 99u);
+        }
+    }
+}
+
+struct a_text_case {
+    const char * path;
+    const char * expected;
+};
+
+void expect_texts(const char * what, std::initializer_list<a_text_case> cases,
+                  const std::function<void(const Path &)> & run)
+{
+    for (const a_text_case & row : cases) {
+        const Path path(row.path, std::strlen(row.path) + 10);
+        run(path);
+        EXPECT_STREQ(path.get(), row.expected) << what << " of " << row.path;
+    }
+}
+
+TEST_F(PathTest, OperationsInPlaceKeepToTheFileNamePart)
+{
+    expect_texts("RemoveFilename",
+                 {{"/a/b.txt", "/a/"},
+                  {"b.txt", ""},
+                  {"/", "/"},
+                  {"", ""},
+                  {"a\\b", ""},
+                  {"a/\x83\x5C", "a/"},
+                  {"a/\x83", "a/"}},
+                 [&](const Path & path) { EXPECT_EQ(RemoveFilename(_sjis, path.get()), path.get()); });
+    expect_texts(
+        "RemoveTrailingSlash",
+        {{"/a/", "/a"}, {"/", "/"}, {"a/", "a/"}, {"//", "/"}, {"/a/b", "/a/b"}, {"", ""}, {"/a//", "/a/"}},
+        [&](const Path & path) { EXPECT_EQ(RemoveTrailingSlash(_sjis, path.get()), path.get()); });
+    expect_texts(
+        "ReplaceExtension by txt",
+        {{"/a.b/c", "/a.b/c.txt"},
+         {"/a.b/c.d.e", "/a.b/c.d.txt"},
+         {".hidden", ".txt"},
+         {"a.", "a.txt"},
+         {"\x83\x2E", "\x83\x2E.txt"},
+         {"", ".txt"}},
+        [&](const Path & path) { EXPECT_TRUE(ReplaceExtension(_sjis, path.get(), path.size(), "txt")); });
+    expect_texts("ReplaceExtension by .t", {{"a", "a.t"}, {"a.b", "a.t"}}, [&](const Path & path) {
+        EXPECT_TRUE(ReplaceExtension(_sjis, path.get(), path.size(), ".t"));
+    });
+    expect_texts(
+        "ReplaceExtension by nothing", {{"x.y/a.b", "x.y/a"}, {"x.y/a", "x.y/a"}},
+        [&](const Path & path) { EXPECT_TRUE(ReplaceExtension(_sjis, path.get(), path.size(), nullptr)); });
+    expect_texts("AppendExtension", {{"a.b/c", "a.b/c.t"}, {"a.b", "a.b"}, {"a.", "a."}},
+                 [&](const Path & path) {
+                     EXPECT_TRUE(AppendExtension(_sjis, path.get(), path.size(), "t"));
+                     EXPECT_TRUE(AppendExtension(_sjis, path.get(), path.size(), nullptr));
+                 });
+}
+
+TEST_F(PathTest, TextsThatDoNotFitAreCutAndSaySo)
+{
+    char name[5];
+    EXPECT_TRUE(GetFilename(_sjis, "/x/abcd", name, sizeof(name)));
+    EXPECT_STREQ(name, "abcd");
+    EXPECT_FALSE(GetFilename(_sjis, "/x/abcde", name, sizeof(name)));
+    EXPECT_STREQ(name, "abcd");
+    EXPECT_TRUE(GetFilenameNoExtension(_sjis, "/x.y/ab.cdef.gh", name, 3) == FALSE);
+    EXPECT_STREQ(name, "ab");
+    EXPECT_TRUE(GetFilenameNoExtension(_sjis, "/x.y/abcd.efg", name, sizeof(name)));
+    EXPECT_STREQ(name, "abcd");
+    EXPECT_TRUE(GetFilenameNoExtension(_sjis, "/x.y/ab", name, sizeof(name)));
+    EXPECT_STREQ(name, "ab");
+    const Path path("ab.c", 6);
+    EXPECT_FALSE(ReplaceExtension(_sjis, path.get(), path.size(), "def"));
+    EXPECT_STREQ(path.get(), "ab.de");
+    const Path full("abc", 4);
+    EXPECT_FALSE(AppendExtension(_sjis, full.get(), full.size(), "d"));
+    EXPECT_STREQ(full.get(), "abc");
+}
+
+TEST_F(PathTest, DepthBelowTheStartIsSeenWhereverItHappens)
+{
+    const struct {
+        const char * path;
+        bool stays;
+    } cases[] = {
+        {"", true},         {"a/b", true},        {"..", false},       {"a/..", true},
+        {"a/../..", false}, {"a/../../b", false}, {"a//../..", false}, {"a/b/../../..", false},
+        {"...", true},      {"a/../b/..", true},  {"../a", false},     {"\x83\x5C/../..", false},
+        {"./..", true},     {"./../..", false},
+    };
+    for (const auto & row : cases) {
+        EXPECT_EQ(IsRelativeToParent(_sjis, row.path), row.stays ? TRUE : FALSE) << row.path;
+    }
+    EXPECT_TRUE(IsFullyQualifiedPathname("/a"));
+    for (const char * const path : {"", "/", "a", "a/b"}) {
+        EXPECT_FALSE(IsFullyQualifiedPathname(path)) << path;
+    }
+}
+
+// ---- Whole paths
+
+std::string sanitized(const std::string & path)
+{
+    const Path buff("", PATH_BUFFER_SIZE);
+    EXPECT_TRUE(SanitizePath(buff.get(), buff.size(), path.c_str())) << path;
+    return buff.get();
+}
+
+TEST(SanitizePath, AbsolutePathsAreCleanedByTheirText)
+{
+    const a_text_case cases[] = {
+        {"/", "/"},
+        {"//", "/"},
+        {"/a/b", "/a/b"},
+        {"/a//b///c", "/a/b/c"},
+        {"/a/./b/.", "/a/b"},
+        {"/a/../b", "/b"},
+        {"/a/b/../..", "/"},
+        {"/..", "/"},
+        {"/../../a", "/a"},
+        {"/a/", "/a"},
+        {"/.../..b", "/.../..b"},
+        {"/a/b/../../../c", "/c"},
+        {"/none/such/../x", "/none/x"},
+    };
+    for (const a_text_case & row : cases) {
+        EXPECT_EQ(sanitized(row.path), row.expected) << row.path;
+    }
+}
+
+class FolderTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        _before = std::filesystem::current_path();
+        ASSERT_EQ(chdir(_folder.path().c_str()), 0);
+    }
+    void TearDown() override { std::filesystem::current_path(_before); }
+
+    TemporaryFolder _folder;
+    std::filesystem::path _before;
+};
+
+TEST_F(FolderTest, RelativePathsBeginAtTheCurrentDirectory)
+{
+    EXPECT_EQ(sanitized("x/./y"), _folder.path("x/y"));
+    EXPECT_EQ(sanitized(""), _folder.path());
+    EXPECT_EQ(sanitized("../x"), std::filesystem::path(_folder.path()).parent_path() / "x");
+    EXPECT_EQ(sanitized(std::string(300, 'x') + "/.."), _folder.path());
+
+    char place[PATH_BUFFER_SIZE] = "a/../b";
+    EXPECT_TRUE(SanitizePath(place, sizeof(place), place)); // in place
+    EXPECT_EQ(place, _folder.path("b"));
+}
+
+TEST_F(FolderTest, PathsThatCannotBeToldWholeSaySo)
+{
+    char small[4];
+    EXPECT_FALSE(SanitizePath(small, sizeof(small), "/abcd"));
+    EXPECT_STREQ(small, "/ab");
+    EXPECT_TRUE(SanitizePath(small, sizeof(small), "/ab"));
+    EXPECT_FALSE(SanitizePath(small, 0, "/ab"));
+
+    const std::string longest = "/" + std::string(PATH_BUFFER_SIZE - 2, 'x');
+    EXPECT_EQ(sanitized(longest), longest);
+    const Path buff("", PATH_BUFFER_SIZE);
+    EXPECT_FALSE(SanitizePath(buff.get(), buff.size(), (longest + "x").c_str()));
+    EXPECT_EQ(buff.get(), longest);
+    std::string many;
+    for (size_t i = 0; i < PATH_BUFFER_SIZE; ++i) {
+        many += "/x";
+    }
+    EXPECT_FALSE(SanitizePath(buff.get(), buff.size(), many.c_str()));
+
+    ASSERT_EQ(mkdir("gone", 0700), 0);
+    ASSERT_EQ(chdir("gone"), 0);
+    ASSERT_EQ(rmdir(_folder.path("gone").c_str()), 0);
+    EXPECT_FALSE(SanitizePath(small, sizeof(small), "x"));
+    EXPECT_STREQ(small, "");
+    EXPECT_TRUE(SanitizePath(small, sizeof(small), "/x")); // needs no current directory
+}
+
+TEST_F(FolderTest, CanonicalPathIsWholeOrLeftAlone)
+{
+    _folder.write("file", "");
+    ASSERT_EQ(symlink("file", "link"), 0);
+    char path[PATH_BUFFER_SIZE] = "./link";
+    EXPECT_EQ(CanonicalizePath(path, sizeof(path)), path);
+    EXPECT_EQ(path, _folder.path("file"));
+    char none[PATH_BUFFER_SIZE] = "none";
+    EXPECT_EQ(CanonicalizePath(none, sizeof(none)), nullptr);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_STREQ(none, "none");
+    char small[8] = "./link";
+    EXPECT_EQ(CanonicalizePath(small, sizeof(small)), nullptr);
+    EXPECT_EQ(errno, ENAMETOOLONG);
+    EXPECT_STREQ(small, "./link");
+}
+
+// ---- Files
+
+TEST_F(FolderTest, KindsOfFiles)
+{
+    const std::string file = _folder.write("file", "x");
+    EXPECT_TRUE(FileExists(file.c_str()));
+    EXPECT_FALSE(FileExists(_folder.path("none").c_str()));
+    ASSERT_EQ(mkfifo("fifo", 0600), 0);
+    EXPECT_TRUE(IsRawDevice("fifo"));
+    EXPECT_TRUE(IsRawDevice("/dev/null"));
+    EXPECT_FALSE(IsRawDevice(file.c_str()));
+    EXPECT_FALSE(IsRawDevice(_folder.path().c_str()));
+    EXPECT_FALSE(IsRawDevice("none"));
+    EXPECT_TRUE(MakeDirectoryAccessible("none"));
+}
+
+TEST_F(FolderTest, DiskSpaceIsInBytesAndStaysWhenItCannotBeAsked)
+{
+    struct statvfs expected = {};
+    ASSERT_EQ(statvfs(".", &expected), 0);
+    uint64 free_bytes = 0;
+    uint64 total = 0;
+    EXPECT_TRUE(DiskFreeSpace(".", &free_bytes, &total));
+    EXPECT_EQ(total, expected.f_blocks * expected.f_frsize);
+    EXPECT_LE(free_bytes, total);
+    EXPECT_GT(free_bytes, expected.f_bavail * expected.f_frsize / 2); // others use the disk, too
+    uint64 left_alone = 7;
+    EXPECT_TRUE(DiskFreeSpace("none", &left_alone, nullptr));
+    EXPECT_EQ(left_alone, 7u);
+    EXPECT_FALSE(DiskFreeSpace(nullptr, &left_alone, &left_alone));
+}
+
+// The name that a file gets today.
+std::string dated(int counter, const char * extension)
+{
+    struct tm now = {};
+    FindCurrentTime(&now, TL_LOCAL);
+    char name[64];
+    std::snprintf(name, sizeof(name), "%02d%02d%02d%02d%s", now.tm_year % 100, now.tm_mon + 1, now.tm_mday,
+                  counter, extension);
+    return name;
+}
+
+TEST_F(FolderTest, DatedNameIsTheFirstThatDoesNotExist)
+{
+    const std::string first = dated(0, ".log");
+    for (int i = 0; i < 101; ++i) {
+        const std::string active = _folder.write("active", std::to_string(i));
+        ASSERT_TRUE(RenameFileUsingDate(active.c_str(), "log"));
+    }
+    if (first != dated(0, ".log")) {
+        GTEST_SKIP() << "midnight has passed";
+    }
+    EXPECT_EQ(_folder.read(dated(0, ".log")), "0");
+    EXPECT_EQ(_folder.read(dated(9, ".log")), "9");
+    EXPECT_EQ(_folder.read(dated(100, ".log")), "100");
+    EXPECT_EQ(_folder.read("active"), "(none)");
+    EXPECT_FALSE(RenameFileUsingDate("none", "log"));
+    // Without a folder in its name, and with an extension of its own point; a dangling link is taken, too.
+    ASSERT_EQ(symlink("nowhere", dated(0, ".x").c_str()), 0);
+    _folder.write("other", "o");
+    EXPECT_TRUE(RenameFileUsingDate("other", ".x"));
+    EXPECT_EQ(_folder.read(dated(1, ".x")), "o");
+    EXPECT_EQ(_folder.read("nowhere"), "(none)");
+}
+
+TEST_F(FolderTest, DatedCopyIsWholeOrNothing)
+{
+    const std::string content(10000, 'c'); // more than two pages
+    const std::string active = _folder.write("active", content);
+    const std::string expected = dated(0, ".bak");
+    char copy[PATH_BUFFER_SIZE];
+    ASSERT_TRUE(CopyFileUsingDate(active.c_str(), "bak", copy, sizeof(copy)));
+    if (expected != dated(0, ".bak")) {
+        GTEST_SKIP() << "midnight has passed";
+    }
+    EXPECT_EQ(copy, _folder.path(expected));
+    EXPECT_EQ(_folder.read(expected), content);
+    EXPECT_EQ(_folder.read("active"), content);
+    struct stat found = {};
+    ASSERT_EQ(stat(copy, &found), 0);
+    EXPECT_EQ(found.st_mode & ~static_cast<mode_t>(S_IFMT) & ~static_cast<mode_t>(0044),
+              static_cast<mode_t>(0600)); // 0644 but for the mask
+
+    char small[8] = "?";
+    EXPECT_FALSE(CopyFileUsingDate(active.c_str(), "bak", small, sizeof(small)));
+    EXPECT_STREQ(small, "");
+    EXPECT_FALSE(CopyFileUsingDate("none", "bak", copy, sizeof(copy)));
+    EXPECT_STREQ(copy, "");
+    EXPECT_FALSE(CopyFileUsingDate(_folder.path().c_str(), "bad", copy, sizeof(copy))); // can't be read
+    EXPECT_FALSE(
+        FileExists((std::filesystem::path(_folder.path()).parent_path() / dated(0, ".bad")).c_str()));
+    EXPECT_FALSE(FileExists(dated(1, ".bak").c_str()));
+}
+
+TEST_F(FolderTest, VersionsMoveDownWhenAllAreTaken)
+{
+    for (const char * const content : {"a", "b", "c", "d", "e"}) {
+        const std::string active = _folder.write("active.log", content);
+        EXPECT_TRUE(RenameVersionedFile(active.c_str(), 3));
+    }
+    EXPECT_EQ(_folder.read("active.log.1"), "c");
+    EXPECT_EQ(_folder.read("active.log.2"), "d");
+    EXPECT_EQ(_folder.read("active.log.3"), "e");
+    EXPECT_EQ(_folder.read("active.log.4"), "(none)");
+    EXPECT_EQ(_folder.read("active.log"), "(none)");
+    ASSERT_EQ(unlink("active.log.2"), 0); // a gap is filled first
+    _folder.write("active.log", "f");
+    EXPECT_TRUE(RenameVersionedFile("active.log", 3));
+    EXPECT_EQ(_folder.read("active.log.2"), "f");
+    EXPECT_EQ(_folder.read("active.log.1"), "c");
+    _folder.write("one", "a");
+    EXPECT_TRUE(RenameVersionedFile("one", 1));
+    _folder.write("one", "b");
+    EXPECT_TRUE(RenameVersionedFile("one", 1));
+    EXPECT_EQ(_folder.read("one.1"), "b");
+}
+
+TEST_F(FolderTest, VersionsBelowOneAreOldAndTheFirstThousand)
+{
+    _folder.write("a.log", "new");
+    _folder.write("a.old", "old");
+    EXPECT_TRUE(RenameVersionedFile("a.log", -1));
+    EXPECT_EQ(_folder.read("a.old"), "new");
+    EXPECT_FALSE(RenameVersionedFile("a.log", -1));
+
+    for (int version = 1; version <= 999; ++version) {
+        char name[32];
+        ASSERT_TRUE(MakeVersionedName(name, sizeof(name), "b", version));
+        _folder.write(name, "x");
+    }
+    _folder.write("b", "last");
+    EXPECT_TRUE(RenameVersionedFile("b", 0));
+    EXPECT_EQ(_folder.read("b.1000"), "last");
+    _folder.write("b", "none left");
+    EXPECT_FALSE(RenameVersionedFile("b", 0));
+    EXPECT_EQ(_folder.read("b"), "none left");
+    EXPECT_EQ(_folder.read("b.1"), "x");
+}
+
+TEST(VersionedName, NumberThatDoesNotFitIsCut)
+{
+    char name[7];
+    EXPECT_TRUE(MakeVersionedName(name, sizeof(name), "a.b", 12));
+    EXPECT_STREQ(name, "a.b.12");
+    EXPECT_FALSE(MakeVersionedName(name, sizeof(name), "a.b", 123));
+    EXPECT_STREQ(name, "a.b.12");
+}
+
+// ---- Temporary files
+
+TEST(TemporaryDirectory, FirstVariableThatIsSetCountsAndIsCut)
+{
+    const ScopedVariable temp("TEMP", "/four");
+    const ScopedVariable tmpdir("TMPDIR", nullptr);
+    const ScopedVariable tmp("TMP", nullptr);
+    const ScopedVariable own("VXTMP16", nullptr);
+    char dir[300];
+    EXPECT_EQ(UTGetTempDir(dir, sizeof(dir)), 5u);
+    EXPECT_STREQ(dir, "/four");
+    setenv("TMPDIR", "/three", 1);
+    EXPECT_EQ(UTGetTempDir(dir, 4), 3u);
+    EXPECT_STREQ(dir, "/th");
+    setenv("TMP", std::string(200, 'x').c_str(), 1);
+    EXPECT_EQ(UTGetTempDir(dir, sizeof(dir)), 149u);
+    EXPECT_EQ(std::strlen(dir), 149u);
+    setenv("VXTMP16", "", 1);
+    EXPECT_EQ(UTGetTempDir(dir, sizeof(dir)), 0u);
+    EXPECT_EQ(UTGetTempDirOrDefault(dir, sizeof(dir)), 4u);
+    EXPECT_STREQ(dir, "/tmp");
+    EXPECT_EQ(UTGetTempDir(dir, 0), 0u);
+    EXPECT_EQ(UTGetTempDirOrDefault(nullptr, 0), 0u);
+}
+
+TEST(TemporaryDirectory, FileNamesAreFreeAndVary)
+{
+    const TemporaryFolder folder;
+    const ScopedVariable own("VXTMP16", folder.path().c_str());
+    const ScopedVariable other("TMPDIR", "/");
+    char first[200];
+    char second[200];
+    char prefix[] = "abcdefgh";
+    GetTempFilename(first, sizeof(first), prefix);
+    GetTempFilename(second, sizeof(second), nullptr);
+    EXPECT_EQ(std::string(first).substr(0, folder.path().size() + 6), folder.path("abcde"));
+    EXPECT_EQ(std::strlen(first), folder.path().size() + 1 + 5 + 6);
+    EXPECT_EQ(std::string(second).substr(0, folder.path().size() + 3), folder.path("_T"));
+    EXPECT_FALSE(FileExists(first));
+    GetTempFilename(second, sizeof(second), prefix);
+    EXPECT_STRNE(first, second);
+    GetTempFilename(second, folder.path().size() + 12, prefix); // one byte too few
+    EXPECT_STREQ(second, "");
+}
+
+// ---- Bitness
+
+TEST(FileBitness, OnlyElfFilesHaveOne)
+{
+    const TemporaryFolder folder;
+    const std::string magic = "\x7F"
+                              "ELF";
+    const struct {
+        const char * name;
+        std::string content;
+        int32 bitness;
+    } cases[] = {
+        {"empty", "", 0},
+        {"text", "text that is no library", 0},
+        {"magic", magic, 0},
+        {"class1", magic + '\1', 32},
+        {"class2", magic + '\2', 64},
+        {"class3", magic + '\3', 0},
+        {"class0", magic + '\0', 0},
+        {"whole", magic + '\2' + std::string(100, 'x'), 64},
+        {"shifted", "x" + magic + '\2', 0},
+    };
+    for (const auto & row : cases) {
+        EXPECT_EQ(UTFileBitnessInfo(folder.write(row.name, row.content).c_str()).getBitness(), row.bitness)
+            << row.name;
+    }
+    EXPECT_EQ(UTFileBitnessInfo("/proc/self/exe").getBitness(), 64);
+    EXPECT_EQ(UTFileBitnessInfo(folder.path("none").c_str()).getBitness(), 0);
+    EXPECT_EQ(UTFileBitnessInfo(folder.path().c_str()).getBitness(), 0); // can be opened, but not read
+    EXPECT_EQ(UTFileBitnessInfo(std::string(5000, 'x').c_str()).getBitness(), 0);
+    EXPECT_EQ(UTFileBitnessInfo(nullptr).getBitness(), 0);
+}
+
+// ---- Drives
+
+TEST(Drives, FilesBelongToTheLongestMountPoint)
+{
+    char dev[PATH_BUFFER_SIZE];
+    char type[64];
+    ASSERT_TRUE(longest_mount_match("/proc/self", dev, sizeof(dev), type, sizeof(type)));
+    EXPECT_STREQ(type, "proc");
+    EXPECT_TRUE(longest_mount_match("/procession", dev, sizeof(dev), type, sizeof(type)));
+    EXPECT_STRNE(type, "proc"); // only a name that begins alike
+    EXPECT_FALSE(longest_mount_match("/proc/self", dev, 2, type, sizeof(type)));
+    EXPECT_FALSE(longest_mount_match("/proc/self", dev, sizeof(dev), type, 3));
+    EXPECT_EQ(get_drive("/proc/self"), -1);
+    EXPECT_EQ(get_drive_type_for_filename("/proc/self"), UX_DT_UNKNOWN_DRIVE);
+    char kind[16];
+    EXPECT_TRUE(drive_type_prop("/proc/self", kind, sizeof(kind)));
+    EXPECT_STREQ(kind, "UNKNOWN");
+    EXPECT_FALSE(drive_type_prop("/proc/self", kind, 4));
+    EXPECT_STREQ(kind, "UNK");
+    if (std::filesystem::is_directory("/dev/shm") &&
+        longest_mount_match("/dev/shm", dev, sizeof(dev), type, sizeof(type)) &&
+        std::strcmp(type, "tmpfs") == 0) {
+        EXPECT_TRUE(drive_type_prop("/dev/shm/none", kind, sizeof(kind)));
+        EXPECT_STREQ(kind, "RAMDISK");
+    }
+}
+
+TEST(Drives, NumberIsThatOfTheDevice)
+{
+    char dev[PATH_BUFFER_SIZE];
+    char type[64];
+    ASSERT_TRUE(longest_mount_match(ORV_BUILD_DIR, dev, sizeof(dev), type, sizeof(type)));
+    const int64 number = get_drive(ORV_BUILD_DIR);
+    EXPECT_EQ(GetPhysicalDrive(ORV_BUILD_DIR), number);
+    if (number == -1) {
+        GTEST_SKIP() << "no partition holds " << ORV_BUILD_DIR;
+    }
+    struct stat found = {};
+    ASSERT_EQ(stat(ORV_BUILD_DIR, &found), 0);
+    EXPECT_EQ(number, static_cast<int64>(found.st_dev));
+    const unix_drive_type kind = get_drive_type_for_filename(ORV_BUILD_DIR);
+    EXPECT_TRUE(kind == UX_DT_FIXED || kind == UX_DT_REMOVABLE) << kind;
+}
+
+// ---- The time of day
 
 class CurrentTimeTest : public ::testing::Test {
 protected:
@@ -52,6 +620,15 @@ TEST_F(CurrentTimeTest, UnknownKindOfTimeLeavesTheBufferAlone)
         FindCurrentTime(&found, kind);
         EXPECT_EQ(std::memcmp(&found, &expected, sizeof(found)), 0) << kind;
     }
+}
+
+TEST_F(CurrentTimeTest, AdjustmentIsEastOfUtcWithDaylightTime)
+{
+    EXPECT_EQ(GetCurrentTimeZoneAdjustment(), 5 * 3600 + 30 * 60);
+    set_zone("ABC3");
+    EXPECT_EQ(GetCurrentTimeZoneAdjustment(), -3 * 3600);
+    set_zone("STD3DST,J1/0,J365/25"); // daylight time all year
+    EXPECT_EQ(GetCurrentTimeZoneAdjustment(), -2 * 3600);
 }
 
 } // namespace
