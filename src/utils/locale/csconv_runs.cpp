@@ -63,6 +63,20 @@ void decode_ascii(a_run & run)
     }
 }
 
+// Half a vector of ASCII, which the last of a text often is.
+void decode_half(a_run & run)
+{
+    if (!have(run, VECTOR / 2, VECTOR)) {
+        return;
+    }
+    const __m128i text = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(run.src));
+    if (byte_mask(text) == 0) {
+        store(run.dest, _mm_unpacklo_epi8(text, _mm_setzero_si128()));
+        run.src += VECTOR / 2;
+        run.dest += VECTOR;
+    }
+}
+
 // Of the bytes of a vector, one bit each: where a whole character of one or two bytes begins, and how many
 // bytes from the first on belong to such characters.
 struct a_mixture {
@@ -119,13 +133,13 @@ void decode_mixture(a_run & run, __m128i text, const a_mixture & mixture)
     run.src += mixture.length;
 }
 
-// A four-byte character that is a surrogate pair. FALSE: there is none.
+// A four-byte character, where the form has them. FALSE: there is none that is legal.
 bool decode_four_bytes(a_run & run, const an_encoding_form & form)
 {
     const a_byte * const src = run.src;
     const uint32 value =
         (src[0] & 7u) << 18 | (src[1] & 0x3Fu) << 12 | (src[2] & 0x3Fu) << 6 | (src[3] & 0x3Fu);
-    if (!form.joins_pairs || src[0] > form.last_lead_byte || value <= 0xFFFF || value > LAST_CHARACTER) {
+    if (src[0] > form.last_lead_byte || value > LAST_CHARACTER) {
         return false;
     }
     run.dest += put_units(value, run.dest, run.dest_end);
@@ -149,31 +163,37 @@ void decode_wide(a_run & run, const an_encoding_form & form)
     }
 }
 
+// What a vector of text begins with. FALSE: nothing that is taken here.
+bool decode_vector(a_run & run, const an_encoding_form & form)
+{
+    const a_byte * const before = run.src;
+    const __m128i text = load(run.src);
+    const unsigned not_ascii = byte_mask(text);
+    if (not_ascii == 0) {
+        store_widened(run.dest, text);
+        run.src += VECTOR;
+        run.dest += 2 * VECTOR;
+        decode_ascii(run);
+        return true;
+    }
+    const a_mixture mixture = find_mixture(text, not_ascii);
+    if (mixture.length > 0) {
+        decode_mixture(run, text, mixture);
+    }
+    // The last byte alone is most often the first of a character that the next vector has whole.
+    if (mixture.length < VECTOR - 1) {
+        decode_wide(run, form);
+    }
+    return run.src != before;
+}
+
 } // namespace
 
 void decode_runs(a_run & run, const an_encoding_form & form)
 {
-    const a_byte * before = nullptr;
-    while (fits_decode_runs(run) && run.src != before) {
-        before = run.src;
-        const __m128i text = load(run.src);
-        const unsigned not_ascii = byte_mask(text);
-        if (not_ascii == 0) {
-            store_widened(run.dest, text);
-            run.src += VECTOR;
-            run.dest += 2 * VECTOR;
-            decode_ascii(run);
-            continue;
-        }
-        const a_mixture mixture = find_mixture(text, not_ascii);
-        if (mixture.length > 0) {
-            decode_mixture(run, text, mixture);
-        }
-        if (mixture.length <
-            VECTOR - 1) { // the last byte alone is most often a character that the next has whole
-            decode_wide(run, form);
-        }
+    while (have(run, VECTOR, 2 * VECTOR) && decode_vector(run, form)) {
     }
+    decode_half(run);
 }
 
 // ---- Encoding
@@ -212,9 +232,10 @@ void encode_mixture(a_run & run, __m128i units, __m128i is_ascii, int count)
     alignas(__m128i) a_byte bytes[VECTOR];
     _mm_store_si128(reinterpret_cast<__m128i *>(bytes), text);
     // Eight lengths in the bytes of one number: 2, less 1 where there is ASCII. A product adds them up, so
-    // that each byte tells where its unit's text ends.
+    // that each byte tells where its unit's text ends. `count` is 1 to 8, so `& 63` changes nothing.
     const __m128i lengths = _mm_add_epi8(_mm_packs_epi16(is_ascii, is_ascii), _mm_set1_epi8(2));
-    const uint64 counted = static_cast<uint64>(_mm_cvtsi128_si64(lengths)) & ~uint64{0} >> (64 - 8 * count);
+    const uint64 counted =
+        static_cast<uint64>(_mm_cvtsi128_si64(lengths)) & ~uint64{0} >> ((64 - 8 * count) & 63);
     uint64 ends = counted * 0x0101010101010101;
     const auto total = static_cast<ptrdiff_t>(ends >> 56);
     std::memcpy(run.dest, bytes, 2);
@@ -252,29 +273,34 @@ void encode_wide(a_run & run, const an_encoding_form & form)
     }
 }
 
+// What a vector of units begins with. FALSE: nothing that is taken here.
+bool encode_vector(a_run & run, const an_encoding_form & form)
+{
+    const a_byte * const before = run.src;
+    const __m128i units = load(run.src);
+    const __m128i is_ascii = lanes_without(units, 0xFF80);
+    if (byte_mask(is_ascii) == 0xFFFF) {
+        _mm_storel_epi64(reinterpret_cast<__m128i *>(run.dest), _mm_packus_epi16(units, units));
+        run.src += VECTOR;
+        run.dest += VECTOR / 2;
+        encode_ascii(run);
+        return true;
+    }
+    const int count = std::countr_one(byte_mask(lanes_without(units, 0xF800))) / 2;
+    if (count > 0) {
+        encode_mixture(run, units, is_ascii, count);
+    }
+    if (count < 8) {
+        encode_wide(run, form);
+    }
+    return run.src != before;
+}
+
 } // namespace
 
 void encode_runs(a_run & run, const an_encoding_form & form)
 {
-    const a_byte * before = nullptr;
-    while (fits_encode_runs(run) && run.src != before) {
-        before = run.src;
-        const __m128i units = load(run.src);
-        const __m128i is_ascii = lanes_without(units, 0xFF80);
-        if (byte_mask(is_ascii) == 0xFFFF) {
-            _mm_storel_epi64(reinterpret_cast<__m128i *>(run.dest), _mm_packus_epi16(units, units));
-            run.src += VECTOR;
-            run.dest += VECTOR / 2;
-            encode_ascii(run);
-            continue;
-        }
-        const int count = std::countr_one(byte_mask(lanes_without(units, 0xF800))) / 2;
-        if (count > 0) {
-            encode_mixture(run, units, is_ascii, count);
-        }
-        if (count < 8) {
-            encode_wide(run, form);
-        }
+    while (fits_encode_runs(run) && encode_vector(run, form)) {
     }
 }
 

@@ -21,11 +21,11 @@ struct a_run {
 
 constexpr ptrdiff_t RUN_VECTOR = 16; // bytes that are looked at together
 
-// From UTF-8 or CESU-8 to UTF-16, as long as it fits and what comes is a well-formed character, or a
-// three-byte one. Nothing is noted: what isn't so is left to the rule.
+// From UTF-8 or CESU-8 to UTF-16, as long as it fits, up to the first character of one or two bytes that
+// isn't well-formed, or the first that is illegal.
 [[nodiscard]] inline bool fits_decode_runs(const a_run & run)
 {
-    return run.src_end - run.src >= RUN_VECTOR && run.dest_end - run.dest >= 2 * RUN_VECTOR;
+    return run.src_end - run.src >= RUN_VECTOR / 2 && run.dest_end - run.dest >= RUN_VECTOR;
 }
 void decode_runs(a_run & run, const an_encoding_form & form);
 

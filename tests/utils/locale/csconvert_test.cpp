@@ -263,8 +263,9 @@ public:
     a_bool support_reporting() const override { return TRUE; }
     void close() override {}
     ORV_CONV_RET to_utf16_aligned(a_byte ** p_dest, const a_byte * dest_end, const a_byte ** p_src,
-                                  const a_byte * src_end, a_bool) override
+                                  const a_byte * src_end, a_bool finish) override
     {
+        _passes.push_back({static_cast<size_t>(src_end - *p_src), finish});
         const a_step step = _next < _script.size() ? _script[_next] : a_step{0, 0, ORV_CONV_OK};
         _next++;
         EXPECT_LE(step.takes, static_cast<size_t>(src_end - *p_src));
@@ -277,8 +278,17 @@ public:
     }
     [[nodiscard]] size_t calls() const { return _next; }
 
+    // What the calls were given.
+    struct a_given {
+        size_t length;
+        a_bool finish;
+        bool operator==(const a_given &) const = default;
+    };
+    [[nodiscard]] const std::vector<a_given> & passes() const { return _passes; }
+
 private:
     std::vector<a_step> _script;
+    std::vector<a_given> _passes;
     size_t _next = 0;
 };
 
@@ -336,6 +346,23 @@ TEST(RestartableConversion, ACallWithoutRoomOrInputAsksNothing)
     EXPECT_EQ(conv.ContinueConvert(pivot, &dest, area, &src, area + 1, TRUE), ORV_CONV_DST_BUFFER_OVERRUN);
     EXPECT_EQ(conv.ContinueConvert(pivot, &dest, area, &src, src, TRUE), ORV_CONV_OK);
     EXPECT_EQ(conv.calls(), 0u);
+}
+
+TEST(RestartableConversion, TheEndIsToldOnlyWithTheLastOfTheInput)
+{
+    // What is held goes through a work area with as much of the input as fits, which isn't the end of it.
+    ScriptedConverter conv({{0, 0, ORV_CONV_OK}, {512, 20, ORV_CONV_OK}, {91, 20, ORV_CONV_OK}});
+    PivotBuffer pivot;
+    alignas(2) a_byte area[200];
+    void * dest = area;
+    const a_byte input[600] = {};
+    const void * src = input;
+    EXPECT_EQ(conv.ContinueConvert(pivot, &dest, area + sizeof(area), &src, input + 3, FALSE), ORV_CONV_OK);
+    src = input;
+    EXPECT_EQ(conv.ContinueConvert(pivot, &dest, area + sizeof(area), &src, input + sizeof(input), TRUE),
+              ORV_CONV_OK);
+    EXPECT_EQ(src, input + sizeof(input));
+    EXPECT_EQ(conv.passes(), (std::vector<ScriptedConverter::a_given>{{3, FALSE}, {512, FALSE}, {91, TRUE}}));
 }
 
 TEST(RestartableConversion, ACharacterCutByThePieceIsTakenAndHeld)
