@@ -42,6 +42,7 @@ public:
         a_bool finish;
     };
 
+    // Both stay with the caller.
     RestartableConversion(const a_call & call, const a_conversion_form & form)
         : _call(call), _form(form), _state(call.state), _dest(static_cast<a_byte *>(*call.p_dest)),
           _dest_end(static_cast<const a_byte *>(call.dest_end)),
@@ -106,6 +107,9 @@ private:
 
     void deliver_pending()
     {
+        if (_state._n_destbuf == 0) {
+            return;
+        }
         const size_t count = std::min(_state._n_destbuf, room());
         copy(_dest, _state._destbuf, count);
         _dest += count;
@@ -204,8 +208,8 @@ private:
         return stop(work_remains ? ORV_CONV_DST_BUFFER_OVERRUN : ORV_CONV_OK);
     }
 
-    const a_call _call;
-    const a_conversion_form _form;
+    const a_call & _call;
+    const a_conversion_form & _form;
     CharsetConversionState & _state;
     a_byte * _dest;
     const a_byte * _dest_end;

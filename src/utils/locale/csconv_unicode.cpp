@@ -186,14 +186,15 @@ ORV_CONV_RET UTF16SwapEndianCharsetConverter::ContinueConvert(PivotBuffer &, voi
 {
     size_t length = 0;
     const a_byte * const substitute = _dest_csinfo->get_substitution_character(&length);
-    return RestartableConversion(
-               {_state, _encountered, _stop_at, p_dest, dest_end, p_src, src_end, finish},
-               {.even_src = false, .even_dest = false, .substitute = substitute, .substitute_length = length})
-        .run([](a_conversion_pass & pass) {
-            a_run run = {pass.dest, pass.dest_end, pass.src, pass.src_end};
-            swap_run(run);
-            pass.dest = run.dest;
-            pass.src = run.src;
-            return ORV_CONV_OK;
-        });
+    const RestartableConversion::a_call call = {_state,   _encountered, _stop_at, p_dest,
+                                                dest_end, p_src,        src_end,  finish};
+    const a_conversion_form form = {false, false, substitute, length};
+    RestartableConversion conversion(call, form);
+    return conversion.run([](a_conversion_pass & pass) {
+        a_run run = {pass.dest, pass.dest_end, pass.src, pass.src_end};
+        swap_run(run);
+        pass.dest = run.dest;
+        pass.src = run.src;
+        return ORV_CONV_OK;
+    });
 }

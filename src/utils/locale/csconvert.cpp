@@ -26,9 +26,10 @@ ORV_CONV_RET ToUTF16CharsetConverterBase::ContinueConvert(PivotBuffer &, void **
                                                           const void * dest_end, const void ** p_src,
                                                           const void * src_end, a_bool finish)
 {
-    RestartableConversion conversion(
-        {_state, _encountered, _stop_at, p_dest, dest_end, p_src, src_end, finish},
-        {false, true, REPLACEMENT_UNIT, sizeof(REPLACEMENT_UNIT)});
+    const RestartableConversion::a_call call = {_state,   _encountered, _stop_at, p_dest,
+                                                dest_end, p_src,        src_end,  finish};
+    const a_conversion_form form = {false, true, REPLACEMENT_UNIT, sizeof(REPLACEMENT_UNIT)};
+    RestartableConversion conversion(call, form);
     return conversion.run([this](a_conversion_pass & pass) {
         return to_utf16_aligned(&pass.dest, pass.dest_end, &pass.src, pass.src_end, pass.finish);
     });
@@ -46,9 +47,10 @@ ORV_CONV_RET FromUTF16CharsetConverterBase::ContinueConvert(PivotBuffer &, void 
 {
     size_t length = 0;
     const a_byte * const substitute = _dest_csinfo->get_substitution_character(&length);
-    RestartableConversion conversion(
-        {_state, _encountered, _stop_at, p_dest, dest_end, p_src, src_end, finish},
-        {true, false, substitute, length});
+    const RestartableConversion::a_call call = {_state,   _encountered, _stop_at, p_dest,
+                                                dest_end, p_src,        src_end,  finish};
+    const a_conversion_form form = {true, false, substitute, length};
+    RestartableConversion conversion(call, form);
     return conversion.run([this](a_conversion_pass & pass) {
         // A lone last byte is no code unit: it stays behind.
         return from_utf16_aligned(&pass.dest, pass.dest_end, &pass.src, utf16_align(pass.src_end),
