@@ -1,3 +1,4 @@
+#include "remote/unixdll.h"
 #include "utils/dbtutils/message.h"
 
 #include <gtest/gtest.h>
@@ -102,7 +103,7 @@ protected:
         Report::SetUp();
         ASSERT_EQ(_store.Init(nullptr, nullptr, FALSE), LS_INIT_OKAY);
     }
-    UTLangString _store{nullptr};
+    UTLangString _store{&OSLocale};
 };
 
 int16 report_list(MSG_CALLBACK rtn, const char * fmt, ...)

@@ -1,3 +1,4 @@
+#include "remote/unixdll.h"
 #include "utils/etc/getbanner.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +13,7 @@ class Banner : public testing::Test {
 protected:
     void SetUp() override { ASSERT_EQ(_store.Init(nullptr, nullptr, FALSE), LS_INIT_OKAY); }
 
-    UTLangString _store{nullptr};
+    UTLangString _store{&OSLocale};
     char _line[banner_size] = "left over";
 };
 

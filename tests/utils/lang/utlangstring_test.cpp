@@ -1,3 +1,4 @@
+#include "remote/unixdll.h"
 #include "utils/lang/utlangstring.h"
 
 #include <gtest/gtest.h>
@@ -21,14 +22,14 @@ protected:
         return std::string(text, _store.GetString(id, text, sizeof(text)));
     }
 
-    UTLangString _store{nullptr};
+    UTLangString _store{&OSLocale};
 };
 
 } // namespace
 
 TEST(ClosedStore, MissLeavesTheBufferOfAStringAlone)
 {
-    const UTLangStringBase store(nullptr);
+    const UTLangStringBase store(&OSLocale);
     char text[] = "before";
     EXPECT_EQ(store.GetString(9427, text, sizeof(text)), 0u);
     EXPECT_STREQ(text, "before");
@@ -36,7 +37,7 @@ TEST(ClosedStore, MissLeavesTheBufferOfAStringAlone)
 
 TEST(ClosedStore, MissingTemplateEmptiesTwoBytesAndNoMore)
 {
-    const UTLangStringBase store(nullptr);
+    const UTLangStringBase store(&OSLocale);
     const char * const strings[] = {"x", nullptr};
     for (const size_t size : {size_t{0}, size_t{1}, size_t{2}, size_t{3}}) {
         std::string expected = "abcd";
@@ -53,7 +54,7 @@ TEST(ClosedStore, MissingTemplateEmptiesTwoBytesAndNoMore)
 
 TEST(Opening, StoreAnswersBetweenInitAndFiniOnly)
 {
-    UTLangString store(nullptr);
+    UTLangString store(&OSLocale);
     char text[64];
     EXPECT_EQ(store.GetString(9427, text, sizeof(text)), 0u);
     EXPECT_EQ(store.Init("en", nullptr, FALSE), LS_INIT_OKAY);
