@@ -41,4 +41,5 @@ private:
 
     const a_utf16 * _map = nullptr; // 256 values, the locale's
     CharsetConversionState _state;  // at most one byte of output
+    uint32 _like_latin1 = 0x100;    // from this byte on each stands for the code unit of the same value
 };

@@ -177,6 +177,19 @@ public:
         return finish();
     }
 
+    // The same in one destination after the other, ended by a stop.
+    a_outcome in_two_pieces_up_to_a_stop(std::span<const a_byte> input, size_t at, size_t room)
+    {
+        begin();
+        const auto same_room = [room] { return room; };
+        const auto even = [] { return false; };
+        _outcome.result = feed(input.first(at), false, same_room, even);
+        if (_outcome.result == ORV_CONV_OK) {
+            _outcome.result = feed(input, true, same_room, even);
+        }
+        return finish();
+    }
+
 private:
     void begin()
     {

@@ -1,0 +1,448 @@
+#include "utils/locale/csconv_pivot.h"
+
+#include <random>
+#include <typeinfo>
+
+#include <gtest/gtest.h>
+
+#include "utils/locale/converter_driver.h"
+#include "utils/locale/unicode_texts.h"
+
+namespace {
+
+constexpr unsigned ILLEGAL = CharsetConversionFlags::ILLEGAL;
+constexpr unsigned UNMAPPABLE = CharsetConversionFlags::UNMAPPABLE;
+constexpr unsigned TRUNCATED = CharsetConversionFlags::TRUNCATED;
+
+UTLocale & locale()
+{
+    static UTLocale the_locale;
+    return the_locale;
+}
+
+const CharsetInfo * charset(const char * label)
+{
+    const CharsetInfo * const row = UTLocale::GetCharsetInfoFromLabel(label, CS_STD_ANY);
+    EXPECT_NE(row, nullptr) << label;
+    return row;
+}
+
+Bytes u16(const Units & units)
+{
+    Bytes bytes;
+    for (const a_utf16 unit : units) {
+        bytes.push_back(static_cast<a_byte>(unit & 0xFF));
+        bytes.push_back(static_cast<a_byte>(unit >> 8));
+    }
+    return bytes;
+}
+
+// ---- To the hub by a table
+
+TEST(UnicodeMapConverter, EachByteOfEachCharacterSetIsTheCataloguesValue)
+{
+    for (const CharsetInfo & src : UTLocale::_charset_info) {
+        CharsetConverter conv(&locale(), locale().UTF16LE(), &src);
+        const CharsetConverterBase & chosen = conv.conv();
+        ASSERT_EQ(typeid(chosen) == typeid(SBCSToUTF16MapCharsetConverter), !src.is_mbcs());
+        if (src.is_mbcs()) {
+            continue;
+        }
+        EXPECT_TRUE(conv.is_supported());
+        EXPECT_FALSE(conv.support_reporting());
+        Bytes input;
+        Units values;
+        // In both orders, so that each byte stands beside others in a vector.
+        for (unsigned i = 0; i < 512; i++) {
+            const unsigned b = i < 256 ? i : (i * 37) & 0xFF;
+            input.push_back(static_cast<a_byte>(b));
+            values.push_back(b < 0x80 ? static_cast<a_utf16>(b) : src.to_utf16_upper128()[b - 0x80]);
+        }
+        ConverterDriver driver(conv);
+        EXPECT_EQ(driver.whole(input), (a_outcome{u16(values), ORV_CONV_OK, 0, input.size()}))
+            << src.orv_label();
+    }
+}
+
+TEST(UnicodeMapConverter, AValueThatTheRoomCutsIsDeliveredFirst)
+{
+    CharsetConverter conv(&locale(), locale().UTF16LE(), charset("windows-1252"));
+    PivotBuffer pivot;
+    const a_byte input[] = {0x80, 0x99}; // U+20AC, U+2122
+    const void * src = input;
+    a_byte out[3] = {};
+    void * dest = out;
+    EXPECT_EQ(conv.ContinueConvert(pivot, &dest, out + 3, &src, input + 2, TRUE),
+              ORV_CONV_DST_BUFFER_OVERRUN);
+    EXPECT_EQ(src, input + 2);
+    EXPECT_EQ(hex({out, 3}), "AC 20 22 ");
+    dest = out;
+    EXPECT_EQ(conv.ContinueConvert(pivot, &dest, out, &src, input + 2, TRUE), ORV_CONV_DST_BUFFER_OVERRUN)
+        << "a byte is pending, and there is no room";
+    EXPECT_EQ(conv.ContinueConvert(pivot, &dest, out + 1, &src, input + 2, TRUE), ORV_CONV_OK);
+    EXPECT_EQ(dest, out + 1);
+    EXPECT_EQ(out[0], 0x21);
+}
+
+TEST(UnicodeMapConverter, OnlySingleByteSourcesAndTwoByteDestinationsAreServed)
+{
+    const CharsetInfo * const cp1252 = charset("windows-1252");
+    const CharsetInfo * const hub = locale().UTF16LE();
+    EXPECT_TRUE(SBCSToUTF16MapCharsetConverter(&locale(), locale().UTF16BE(), cp1252).is_supported());
+    EXPECT_FALSE(SBCSToUTF16MapCharsetConverter(&locale(), locale().UTF8(), cp1252).is_supported());
+    EXPECT_FALSE(SBCSToUTF16MapCharsetConverter(&locale(), hub, charset("Shift_JIS")).is_supported());
+    EXPECT_FALSE(SBCSToUTF16MapCharsetConverter(&locale(), hub, nullptr).is_supported());
+    EXPECT_FALSE(SBCSToUTF16MapCharsetConverter(&locale(), nullptr, cp1252).is_supported());
+    SBCSToUTF16MapCharsetConverter conv(&locale(), hub, cp1252);
+    conv.close();
+    EXPECT_FALSE(conv.is_supported());
+}
+
+// ---- Last resorts
+
+struct a_case {
+    const char * dest;
+    const char * src;
+    Bytes input;
+    Bytes output;
+    unsigned flags;
+};
+
+TEST(LastResort, WhatIsReplacedAndWhatIsMetIsExact)
+{
+    const a_case cases[] = {
+        {"UTF-16LE", "Shift_JIS", {0x82, 0xA0, 'a'}, u16({0xFFFD, 'a'}), UNMAPPABLE},
+        {"UTF-16LE", "Shift_JIS", {'a', 0x82}, u16({'a', 0xFFFD}), TRUNCATED},
+        {"UTF-16LE", "Shift_JIS", {0xB1, 0x7F}, u16({0xFFFD, 0x7F}), UNMAPPABLE}, // half-width: one byte
+        {"UTF-16LE", "Shift_JIS", {0x82, 'A', 'B'}, u16({0xFFFD, 'B'}), UNMAPPABLE},
+        {"windows-1252", "UTF-16LE", u16({0x20AC}), {0x1A}, UNMAPPABLE},
+        {"Big5-HKSCS",
+         "UTF-16LE",
+         u16({'a', 0x20AC, 0x7F, 0x80}),
+         {'a', 0xA1, 0x48, 0x7F, 0xA1, 0x48},
+         UNMAPPABLE},
+        {"Big5-HKSCS", "UTF-16LE", u16({0xD83D, 0xDE00}), {0xA1, 0x48}, UNMAPPABLE},
+        {"Big5-HKSCS", "UTF-16LE", u16({0xD83D, 'A'}), {0xA1, 0x48, 'A'}, UNMAPPABLE | ILLEGAL},
+        {"Big5-HKSCS", "UTF-16LE", u16({0xDE00}), {0xA1, 0x48}, UNMAPPABLE},
+        {"Big5-HKSCS", "UTF-16LE", u16({'A', 0xD83D}), {'A', 0xA1, 0x48}, TRUNCATED},
+    };
+    for (const a_case & c : cases) {
+        SCOPED_TRACE(std::string(c.src) + " to " + c.dest + ": " + hex(c.input));
+        CharsetConverter conv(&locale(), charset(c.dest), charset(c.src));
+        EXPECT_TRUE(conv.support_reporting());
+        EXPECT_FALSE(conv.is_supported());
+        EXPECT_EQ(ConverterDriver(conv).whole(c.input),
+                  (a_outcome{c.output, ORV_CONV_OK, c.flags, c.input.size()}));
+    }
+}
+
+struct a_stop {
+    const char * dest;
+    const char * src;
+    Bytes input;
+    unsigned stop_at;
+    a_outcome outcome;
+};
+
+TEST(LastResort, CursorsStandWhereAStopSaysSo)
+{
+    const a_stop stops[] = {
+        // Just behind the first byte of the character, decoding; behind the character, encoding.
+        {"UTF-16LE",
+         "Shift_JIS",
+         {'a', 0x82, 0xA0, 'b'},
+         UNMAPPABLE,
+         {u16({'a'}), ORV_CONV_UNMAPPABLE_CHARACTER, UNMAPPABLE, 2}},
+        {"UTF-16LE",
+         "Shift_JIS",
+         {'a', 0x82},
+         TRUNCATED,
+         {u16({'a'}), ORV_CONV_TRUNCATED_CHARACTER, TRUNCATED, 1}},
+        {"Big5",
+         "UTF-16LE",
+         u16({'a', 0xD83D, 0xDE00, 'b'}),
+         UNMAPPABLE,
+         {{'a'}, ORV_CONV_UNMAPPABLE_CHARACTER, UNMAPPABLE, 6}},
+        {"Big5",
+         "UTF-16LE",
+         u16({0xDE00, 'b'}),
+         ILLEGAL | UNMAPPABLE,
+         {{}, ORV_CONV_UNMAPPABLE_CHARACTER, UNMAPPABLE, 2}},
+        // On a lone lead surrogate when that stops; behind it when its lack of a mapping does.
+        {"Big5",
+         "UTF-16LE",
+         u16({'a', 0xD83D, 'b'}),
+         ILLEGAL | UNMAPPABLE,
+         {{'a'}, ORV_CONV_ILLEGAL_CHARACTER, ILLEGAL, 2}},
+        {"Big5",
+         "UTF-16LE",
+         u16({'a', 0xD83D, 'b'}),
+         UNMAPPABLE,
+         {{'a'}, ORV_CONV_UNMAPPABLE_CHARACTER, ILLEGAL | UNMAPPABLE, 4}},
+        {"Big5",
+         "UTF-16LE",
+         u16({'a', 0xD83D}),
+         TRUNCATED,
+         {{'a'}, ORV_CONV_TRUNCATED_CHARACTER, TRUNCATED, 2}},
+    };
+    for (const a_stop & s : stops) {
+        SCOPED_TRACE(std::string(s.src) + " to " + s.dest + ": " + hex(s.input));
+        CharsetConverter conv(&locale(), charset(s.dest), charset(s.src));
+        conv.stop_at().set(s.stop_at);
+        ConverterDriver driver(conv);
+        EXPECT_EQ(driver.whole(s.input), s.outcome);
+        for (size_t at = 0; at <= s.input.size(); at++) {
+            EXPECT_EQ(driver.in_two_pieces_up_to_a_stop(s.input, at, 16), s.outcome) << "cut at " << at;
+        }
+    }
+}
+
+// A UTF-16 row has no table of lead bytes to look into.
+TEST(LastResort, ASourceWithoutATableIsReadByteByByte)
+{
+    ToUTF16LastResortCharsetConverter conv(&locale(), locale().UTF16LE(), locale().UTF16BE());
+    EXPECT_FALSE(conv.is_supported());
+    PivotBuffer pivot;
+    const a_byte input[] = {0x20, 0xAC};
+    const void * src = input;
+    alignas(2) a_byte out[8];
+    void * dest = out;
+    EXPECT_EQ(conv.ContinueConvert(pivot, &dest, out + sizeof(out), &src, input + 2, TRUE), ORV_CONV_OK);
+    EXPECT_EQ(hex({out, 4}), "20 00 FD FF ");
+}
+
+// ---- Two stages
+
+TEST(Pivot, IsSupportedIfBothStagesAre)
+{
+    const struct {
+        const char * dest;
+        const char * src;
+        bool allows_last_resort;
+        bool is_supported;
+        bool reports;
+    } rows[] = {
+        {"UTF-8", "windows-1252", false, true, false}, {"UTF-8", "CESU-8", false, true, true},
+        {"UTF-16BE", "UTF-8", false, true, false},     {"UTF-8", "UTF-16BE", true, true, false},
+        {"EUC-JP", "UTF-8", false, false, false},      {"UTF-8", "EUC-JP", false, false, false},
+        {"EUC-JP", "UTF-8", true, false, true},        {"UTF-8", "EUC-JP", true, false, true},
+        {"UTF-16LE", "UTF-8", true, false, false},     {"UTF-8", "UTF-16LE", true, false, false},
+    };
+    for (const auto & row : rows) {
+        SCOPED_TRACE(std::string(row.src) + " to " + row.dest);
+        PivotCharsetConverter conv(&locale(), charset(row.dest), charset(row.src),
+                                   row.allows_last_resort ? TRUE : FALSE);
+        EXPECT_EQ(conv.is_supported() != FALSE, row.is_supported);
+        EXPECT_EQ(conv.support_reporting() != FALSE, row.reports);
+        EXPECT_FALSE(conv.is_identity());
+        conv.Reset();
+        conv.close();
+        conv.close();
+        EXPECT_FALSE(conv.is_supported());
+    }
+    EXPECT_FALSE(PivotCharsetConverter(&locale(), nullptr, locale().UTF8(), TRUE).is_supported());
+    EXPECT_FALSE(PivotCharsetConverter(&locale(), locale().UTF8(), nullptr, TRUE).is_supported());
+}
+
+// The two conversions one after the other, each in one call with room for all.
+struct a_staged {
+    a_outcome first;
+    a_outcome second;
+};
+
+a_staged convert_in_stages(const CharsetInfo & dest, const CharsetInfo & src, const Bytes & input,
+                           unsigned stop_at)
+{
+    CharsetConverter to_hub(&locale(), locale().UTF16LE(), &src);
+    to_hub.stop_at().set(stop_at);
+    a_staged staged;
+    staged.first = ConverterDriver(to_hub).whole(input);
+    CharsetConverter from_hub(&locale(), &dest, locale().UTF16LE());
+    from_hub.stop_at().set(stop_at);
+    staged.second = ConverterDriver(from_hub).whole(staged.first.bytes);
+    return staged;
+}
+
+// UTF-8 of what stages and buffers treat apart, to be moved over the buffer's end.
+const Bytes & boundary_text()
+{
+    static const Bytes text = {0xF0, 0x9F, 0x98, 0x80, 'a', 0xC3, 0xA9, 0xE2, 0x82, 0xAC, 0xF4, 0x90, 0x80,
+                               0x80, 0xED, 0xA0, 0xBD, 'b', 0xED, 0xB8, 0x80, 0xF0, 0x9F, 0x98, 0x80};
+    return text;
+}
+
+TEST(Pivot, NothingDependsOnWhereTheBufferEnds)
+{
+    const char * const dests[] = {"CESU-8", "UTF-16BE", "EUC-JP", "Big5-HKSCS"};
+    for (const char * const label : dests) {
+        const CharsetInfo * const dest = charset(label);
+        CharsetConverter conv(&locale(), dest, locale().UTF8());
+        ConverterDriver driver(conv);
+        for (size_t units = PivotBuffer::CODE_UNITS - 20; units < PivotBuffer::CODE_UNITS + 4; units++) {
+            for (const size_t tail : {0u, 1u, 600u, 1100u}) {
+                Bytes input(units, 'x');
+                input.insert(input.end(), boundary_text().begin(), boundary_text().end());
+                input.insert(input.end(), tail, 'y');
+                input.insert(input.end(), {0xE2, 0x82}); // truncated
+                const a_staged staged = convert_in_stages(*dest, *locale().UTF8(), input, 0);
+                a_outcome expected = staged.second;
+                expected.flags |= staged.first.flags;
+                expected.position = input.size();
+                ASSERT_EQ(driver.whole(input), expected) << label << " behind " << units << " units";
+                ASSERT_EQ(driver.in_two_pieces(input, units + 2, 700), expected) << label << " " << units;
+            }
+        }
+    }
+}
+
+// Full of what the second stage holds or drops, the buffer must not look like the end.
+TEST(Pivot, ALoneHalfInTheBufferEndsNothing)
+{
+    CharsetConverter conv(&locale(), locale().UTF8(), locale().CESU8());
+    ConverterDriver driver(conv);
+    const Bytes input = {0xED, 0xA0, 0xBD, 0xED, 0xB8, 0x80}; // a surrogate pair, each half by itself
+    const a_outcome whole = {{0xF0, 0x9F, 0x98, 0x80}, ORV_CONV_OK, 0, input.size()};
+    for (size_t at = 0; at <= input.size(); at++) {
+        for (size_t room = 1; room < 6; room++) {
+            EXPECT_EQ(driver.in_two_pieces(input, at, room), whole) << at << " " << room;
+        }
+    }
+}
+
+TEST(Pivot, WhatHasNoRoomWaitsInTheBuffer)
+{
+    CharsetConverter conv(&locale(), locale().UTF8(), charset("windows-1252"));
+    PivotBuffer pivot;
+    const a_byte input[] = {0x80, 'a', 'b'};
+    const void * src = input;
+    a_byte out[8];
+    void * dest = out;
+    EXPECT_EQ(conv.ContinueConvert(pivot, &dest, out + 1, &src, input + 3, TRUE),
+              ORV_CONV_DST_BUFFER_OVERRUN);
+    EXPECT_EQ(src, input + 3);
+    EXPECT_EQ(dest, out + 1);
+    EXPECT_EQ(conv.ContinueConvert(pivot, &dest, out + sizeof(out), &src, input + 3, TRUE), ORV_CONV_OK);
+    EXPECT_EQ(hex({out, static_cast<size_t>(static_cast<a_byte *>(dest) - out)}), "E2 82 AC 61 62 ");
+    EXPECT_EQ(pivot._unidata_end, pivot._buffer);
+}
+
+// ---- All pairs
+
+class AllPairs {
+public:
+    explicit AllPairs(unsigned seed) : _random(seed), _texts(_random) {}
+
+    template<typename Check> void each(Check && check)
+    {
+        for (const CharsetInfo & dest : UTLocale::_charset_info) {
+            for (const CharsetInfo & src : UTLocale::_charset_info) {
+                if (&dest == &src) {
+                    continue;
+                }
+                check(dest, src);
+                if (::testing::Test::HasFailure()) {
+                    ADD_FAILURE() << src.orv_label() << " to " << dest.orv_label();
+                    return;
+                }
+            }
+        }
+    }
+
+    // Text for the source, good or bad, that may be longer than the buffer between the stages.
+    Bytes input(const CharsetInfo & src, size_t length)
+    {
+        Bytes bytes = u16(_texts.below(2) != 0 ? _texts.spoilt_units(length) : _texts.text(length));
+        if (!src.is_UTF16Any()) {
+            CharsetConverter conv(&locale(), locale().UTF8(), locale().UTF16LE());
+            bytes = _texts.spoilt_bytes(ConverterDriver(conv).whole(bytes).bytes);
+        }
+        return bytes;
+    }
+
+    size_t size() { return sizes[_texts.below(std::size(sizes))]; }
+    std::mt19937_64 & random() { return _random; }
+    UnicodeTexts & texts() { return _texts; }
+
+private:
+    static constexpr size_t sizes[] = {1, 2, 3, 5, 9, 20, 70, 600};
+    std::mt19937_64 _random;
+    UnicodeTexts _texts;
+};
+
+TEST(AllPairs, CuttingInputAndOutputChangesNothing)
+{
+    AllPairs pairs(531);
+    pairs.each([&pairs](const CharsetInfo & dest, const CharsetInfo & src) {
+        CharsetConverter conv(&locale(), &dest, &src);
+        ConverterDriver driver(conv);
+        for (int i = 0; i < 4; i++) {
+            const Bytes input = pairs.input(src, i == 0 ? 700 : 40);
+            conv.stop_at().set(0);
+            const a_outcome whole = driver.whole(input);
+            EXPECT_EQ(whole.result, ORV_CONV_OK);
+            EXPECT_EQ(whole.position, input.size());
+            EXPECT_EQ(driver.in_pieces(input, {pairs.random(), pairs.size(), pairs.size()}), whole);
+        }
+    });
+}
+
+// A buffer lies between the stages, so the first may be ahead of the second when it stops: what has come out
+// by then is the beginning of the same text. When the second stops, all of it is there but what had no room.
+bool is_stop_of_a_pivot(const a_outcome & outcome, const a_staged & staged, PivotCharsetConverter & conv)
+{
+    const Bytes & text = staged.second.bytes;
+    if (outcome.bytes.size() > text.size() ||
+        !std::equal(outcome.bytes.begin(), outcome.bytes.end(), text.begin())) {
+        return false;
+    }
+    if (outcome.result != ORV_CONV_OK && outcome.result == staged.first.result) {
+        return true;
+    }
+    const size_t held = CharsetConverterInspector::held_output(conv.dest_conv());
+    return outcome.result == staged.second.result && outcome.bytes.size() + held == text.size() &&
+           (outcome.result != ORV_CONV_OK || held == 0);
+}
+
+TEST(AllPairs, EveryCombinationOfStopsStopsAtTheSameText)
+{
+    AllPairs pairs(532);
+    pairs.each([&pairs](const CharsetInfo & dest, const CharsetInfo & src) {
+        CharsetConverter conv(&locale(), &dest, &src);
+        ConverterDriver driver(conv);
+        auto * const pivot = dynamic_cast<PivotCharsetConverter *>(&conv.conv());
+        for (unsigned stop_at = 0; stop_at < 8; stop_at++) {
+            const Bytes input = pairs.input(src, 30);
+            conv.stop_at().set(stop_at);
+            const a_cutting cutting = {pairs.random(), pairs.size(), pairs.size()};
+            if (pivot == nullptr) {
+                EXPECT_EQ(driver.in_pieces(input, cutting), driver.whole(input)) << hex(input);
+                continue;
+            }
+            const a_staged staged = convert_in_stages(dest, src, input, stop_at);
+            EXPECT_TRUE(is_stop_of_a_pivot(driver.whole(input), staged, *pivot)) << hex(input);
+            EXPECT_TRUE(is_stop_of_a_pivot(driver.in_pieces(input, cutting), staged, *pivot)) << hex(input);
+            EXPECT_EQ(conv.stop_at().get(), stop_at);
+        }
+    });
+}
+
+TEST(AllPairs, ResetForgetsWhatIsHeldAndMet)
+{
+    AllPairs pairs(533);
+    pairs.each([&pairs](const CharsetInfo & dest, const CharsetInfo & src) {
+        CharsetConverter conv(&locale(), &dest, &src);
+        ConverterDriver driver(conv);
+        const Bytes input = pairs.input(src, 20);
+        const a_outcome fresh = driver.whole(input);
+        const Bytes abandoned = pairs.input(src, 20);
+        PivotBuffer pivot;
+        GuardedArea area(pairs.texts().below(30), true, 0x5A);
+        void * at = area.begin();
+        const void * from = abandoned.data();
+        (void)conv.ContinueConvert(pivot, &at, area.end(), &from,
+                                   abandoned.data() + pairs.texts().below(abandoned.size() + 1), FALSE);
+        EXPECT_EQ(driver.whole(input), fresh);
+    });
+}
+
+} // namespace
