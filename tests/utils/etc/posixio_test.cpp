@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -133,6 +134,15 @@ std::string long_text()
     return text;
 }
 
+// The other side of the pipe holds still until the storm has begun, so that it meets a call that waits.
+void await_interruption()
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (interruptions.load() == 0 && std::chrono::steady_clock::now() < end) {
+        std::this_thread::yield();
+    }
+}
+
 TEST_F(PipeTest, ReadUnderASignalStormLosesNothing)
 {
     const std::string sent = long_text();
@@ -144,7 +154,7 @@ TEST_F(PipeTest, ReadUnderASignalStormLosesNothing)
         pthread_sigmask(SIG_BLOCK, &set, nullptr);
         for (size_t done = 0; done < sent.size(); done += 4096) { // so that the reader waits in between
             EXPECT_EQ(write(_ends[1], sent.data() + done, 4096), 4096);
-            std::this_thread::yield();
+            await_interruption();
         }
         close_writer();
     });
@@ -166,6 +176,7 @@ TEST_F(PipeTest, WriteUnderASignalStormLosesNothing)
     std::string received;
     std::thread reader([&] {
         char piece[1000];
+        await_interruption();
         for (ssize_t got = 1; got > 0 && received.size() < sent.size();) {
             got = read(_ends[0], piece, sizeof(piece));
             if (got > 0) {
