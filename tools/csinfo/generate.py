@@ -102,6 +102,23 @@ def charset_table(rows, upper, packs):
     yield from ('};', '')
 
 
+def keeps_order(positions, lower, upper):
+    """Has every byte the position of what its case is mapped to?"""
+    return all(positions[lower[byte]] == positions[byte] == positions[upper[byte]] for byte in range(256))
+
+
+def case_mapping_table(rows, packs):
+    yield '// Whether mapping the case keeps the order, where case counts and where it does not'
+    yield 'constinit const bool UTLocale::_case_mapping_keeps_order[NUM_CHARSETS][2] = {'
+    for number, _ in enumerate(rows):
+        keeps = ('false', 'false')
+        if number in packs:
+            sensitive, insensitive, lower, upper, _ = packs[number]
+            keeps = [str(keeps_order(positions, lower, upper)).lower() for positions in (sensitive, insensitive)]
+        yield f'    {{{", ".join(keeps)}}}, // {number}'
+    yield from ('};', '')
+
+
 def language_table(rows):
     yield 'constinit const LanguageInfo UTLocale::_language_info[NUM_LANGUAGES + 1] = {'
     for number, (_, enumerator, label, second, iso) in enumerate(rows):
@@ -142,6 +159,7 @@ def csinfo(rows, upper, packs):
     collations = catalogue.collations(languages)
     yield from (f'static_assert(UTLocale::NUM_COLLATIONS == {len(collations)});', '')
     yield from charset_table(rows, upper, packs)
+    yield from case_mapping_table(rows, packs)
     yield from language_table(languages)
     yield from collation_table(collations)
 

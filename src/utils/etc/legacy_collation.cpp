@@ -65,6 +65,13 @@ private:
     UTIStream & _stream;
 };
 
+template<typename Word> Word load(const a_byte * p)
+{
+    Word value = 0;
+    memcpy(&value, p, sizeof(value));
+    return value;
+}
+
 // ---- Sort keys under construction
 
 // The bytes written so far; what doesn't fit is lost.
@@ -117,22 +124,76 @@ public:
     }
     void put_trailing(a_byte v) { put_lead(v); }
 
-    // As put_lead of the position of each of the bytes for which two places each are free; the result is how
-    // many that were. Both places are written in any case and the second counts for an escaped value alone,
-    // so that there is no branch for each byte.
+    // As put_lead of the position of each byte, for as many bytes as have room; the result is their number.
     size_t put_leads(const a_byte * sortpos, const a_byte * src, size_t len)
     {
-        const size_t count = std::min(len, room() / 2);
-        a_byte * to = end();
-        for (size_t i = 0; i < count; i++) {
-            const unsigned v = sortpos[src[i]];
-            const unsigned escaped = v >= FIRST_ESCAPED;
-            to[0] = static_cast<a_byte>((v + 1) | (0U - escaped));
-            to[1] = static_cast<a_byte>(v);
-            to += 1 + escaped;
+        size_t done = 0;
+        while (done < len && room() > 0) {
+            const size_t run = std::min({len - done, room(), RUN_SIZE});
+            if (put_unescaped(sortpos, src + done, run)) {
+                done += run;
+                continue;
+            }
+            for (const size_t end = done + run; done < end && room() > 0; done++) {
+                put_lead(sortpos[src[done]]);
+            }
         }
-        bump(static_cast<size_t>(to - end()));
-        return count;
+        return done;
+    }
+
+private:
+    // How much is written again where one byte of it needs an escape.
+    static constexpr size_t RUN_SIZE = 64;
+
+    static constexpr size_t BLOCK_SIZE = sizeof(uint64);
+    static constexpr unsigned PAST_BYTE = 0x100;
+
+    // Writes a run as if none of its bytes needed an escape and looks only then, so that there is no branch
+    // for each byte. False: one did, and nothing has been put.
+    bool put_unescaped(const a_byte * sortpos, const a_byte * src, size_t len)
+    {
+        a_byte * to = end();
+        unsigned seen = 0;
+        if (len < BLOCK_SIZE) {
+            for (size_t i = 0; i < len; i++) {
+                seen |= put_at(to + i, sortpos[src[i]]);
+            }
+        } else {
+            for (size_t i = 0; i < len - BLOCK_SIZE; i += BLOCK_SIZE) {
+                seen |= put_block(to + i, sortpos, src + i);
+            }
+            // May overlap the one before: it writes the same bytes there.
+            seen |= put_block(to + len - BLOCK_SIZE, sortpos, src + len - BLOCK_SIZE);
+        }
+        if ((seen & PAST_BYTE) != 0) {
+            return false;
+        }
+        bump(len);
+        return true;
+    }
+
+    // PAST_BYTE is set in the result if the value needs an escape.
+    static unsigned put_at(a_byte * to, unsigned v)
+    {
+        *to = static_cast<a_byte>(v + 1);
+        return v + (PAST_BYTE - FIRST_ESCAPED);
+    }
+
+    // Eight at a time, with one load and one store.
+    static unsigned put_block(a_byte * to, const a_byte * sortpos, const a_byte * src)
+    {
+        const auto bytes = load<uint64>(src);
+        uint64 positions = 0;
+        unsigned seen = 0;
+        for (unsigned shift = 0; shift < 64; shift += 8) {
+            const uint64 v = sortpos[(bytes >> shift) & 0xFF];
+            positions |= v << shift;
+            seen |= static_cast<unsigned>(v) + (PAST_BYTE - FIRST_ESCAPED);
+        }
+        // No byte carries into the next one, or else the run is written again.
+        const uint64 encoded = positions + 0x0101010101010101U;
+        memcpy(to, &encoded, sizeof(encoded));
+        return seen;
     }
 };
 
@@ -155,11 +216,55 @@ public:
     size_t put_leads(const a_byte *, const a_byte *, size_t) { return 0; }
 };
 
-uint64 eight_bytes(const a_byte * p)
+// The `size` bytes at `p`, below 8, as the low bytes of a word, read by loads that may overlap.
+uint64 load_few(const a_byte * p, size_t size)
 {
-    uint64 value = 0;
-    memcpy(&value, p, sizeof(value));
-    return value;
+    if (size >= 4) {
+        const uint64 high = load<uint32>(p + size - 4);
+        return load<uint32>(p) | high << 8 * (size - 4);
+    }
+    if (size >= 2) {
+        const uint64 high = load<uint16>(p + size - 2);
+        return load<uint16>(p) | high << 8 * (size - 2);
+    }
+    return size == 1 ? *p : 0;
+}
+
+// The place of the lowest byte that isn't zero, which is the first one in memory on a little-endian machine.
+size_t first_byte(uint64 word)
+{
+    return static_cast<size_t>(__builtin_ctzll(word)) / 8;
+}
+
+uint64 difference_at(const a_byte * s1, const a_byte * s2, size_t at)
+{
+    return load<uint64>(s1 + at) ^ load<uint64>(s2 + at);
+}
+
+constexpr size_t BLOCK = sizeof(uint64);
+
+// The first place from `at` on, which is below `len`, at which the strings differ; `len` if there is none.
+// Most strings are words and names, and on these the end of a loop is what costs: the last two blocks, which
+// may overlap, take none.
+size_t first_difference(const a_byte * s1, const a_byte * s2, size_t at, size_t len)
+{
+    for (; len - at > 2 * BLOCK; at += BLOCK) {
+        const uint64 differing = difference_at(s1, s2, at);
+        if (differing != 0) {
+            return at + first_byte(differing);
+        }
+    }
+    if (len < BLOCK) {
+        const uint64 differing = load_few(s1 + at, len - at) ^ load_few(s2 + at, len - at);
+        return differing != 0 ? at + first_byte(differing) : len;
+    }
+    const size_t last = len - BLOCK;
+    const size_t behind = at > last ? at - last : 0; // bytes of the last block that lie in front of `at`
+    const uint64 in_first = difference_at(s1, s2, at - behind) >> 8 * behind;
+    const uint64 in_last = difference_at(s1, s2, last) >> 8 * behind;
+    const size_t base = in_first != 0 ? at : last + behind;
+    const uint64 differing = in_first != 0 ? in_first : in_last;
+    return differing != 0 ? base + first_byte(differing) : len;
 }
 
 } // namespace
@@ -174,13 +279,17 @@ LegacyCollation::LegacyCollation(UTLocale * locale, const CollationInfo * coll_i
     memcpy(_tolower, packed->tolower, sizeof(_tolower));
     memcpy(_sortpos, _case_sensitivity == CASE_INSENSITIVE ? packed->insensitive : packed->sensitive,
            sizeof(_sortpos));
-    reset();
+    reset(packed);
 }
 
-void LegacyCollation::reset()
+void LegacyCollation::reset(const a_packed_collation_order * packed)
 {
     _is_mbcs = _charset->is_mbcs();
-    _case_translation_preserves_sort_order = compute_case_translation_preserves_sort_order();
+    // Working it out takes longer than all the rest, and for the catalogue's own tables it is known.
+    _case_translation_preserves_sort_order =
+        packed == _charset->get_packed_collation()
+            ? UTLocale::CaseMappingKeepsOrder(_charset, _case_sensitivity != CASE_INSENSITIVE)
+            : compute_case_translation_preserves_sort_order();
 }
 
 bool LegacyCollation::compute_case_translation_preserves_sort_order() const
@@ -253,26 +362,14 @@ template<typename Source> int LegacyCollation::compare(Source & s1, Source & s2)
     }
 }
 
-// The first `len` bytes of each. Equal bytes have equal positions, so bytes are looked up only where the
-// strings differ, and eight at a time are found equal.
+// The first `len` bytes of each, of which the very first have equal positions. Equal bytes have equal
+// positions, too, so bytes are looked up only where the strings differ.
 int LegacyCollation::compare_single_bytes(const a_byte * s1, const a_byte * s2, size_t len) const
 {
-    size_t at = 0;
-    while (at < len) {
-        if (s1[at] != s2[at]) {
-            const int difference = _sortpos[s1[at]] - _sortpos[s2[at]];
-            if (difference != 0) {
-                return difference;
-            }
-        }
-        at++;
-        while (len - at >= sizeof(uint64)) {
-            const uint64 differing = eight_bytes(s1 + at) ^ eight_bytes(s2 + at);
-            if (differing != 0) {
-                at += static_cast<size_t>(__builtin_ctzll(differing)) / 8;
-                break;
-            }
-            at += sizeof(uint64);
+    for (size_t at = 1; at < len; at++) {
+        at = first_difference(s1, s2, at, len);
+        if (at < len && _sortpos[s1[at]] != _sortpos[s2[at]]) {
+            return _sortpos[s1[at]] - _sortpos[s2[at]];
         }
     }
     return 0;
@@ -297,7 +394,19 @@ int LegacyCollation::trancmp(UTBufferedIStream & i1, size_t, UTBufferedIStream &
     return trancmp(static_cast<UTIStream &>(i1), static_cast<UTIStream &>(i2));
 }
 
+// Most strings differ in their first character, and its lead byte tells in every character set.
 int LegacyCollation::trancmp(const a_byte * s1, size_t len1, const a_byte * s2, size_t len2) const
+{
+    if (len1 > 0 && len2 > 0) {
+        const int difference = _sortpos[*s1] - _sortpos[*s2];
+        if (difference != 0) {
+            return difference;
+        }
+    }
+    return compare_counted(s1, len1, s2, len2);
+}
+
+int LegacyCollation::compare_counted(const a_byte * s1, size_t len1, const a_byte * s2, size_t len2) const
 {
     if (_is_mbcs) {
         CountedSource source1(s1, len1);
@@ -469,8 +578,9 @@ template<typename Key> void LegacyCollation::encode_piece(Key & key, const a_byt
 size_t LegacyCollation::sortkey_prefix(a_byte * dest, size_t dest_size, const a_byte * src,
                                        size_t src_size) const
 {
-    UTBufIStream stream(src, src_size);
-    return sortkey_prefix(dest, dest_size, stream, src_size);
+    SortKey key(dest, dest_size);
+    encode_piece(key, src, src_size);
+    return key.finish();
 }
 
 size_t LegacyCollation::sortkey_prefix(a_byte * dest, size_t dest_size, UTIStream & src) const

@@ -56,12 +56,14 @@ public:
     a_bool from_default() const override;
 
 private:
-    void reset();
+    void reset(const a_packed_collation_order * packed);
     bool compute_case_translation_preserves_sort_order() const;
 
     size_t trailing_bytes(a_byte lead) const { return _is_mbcs ? nbytes_following(lead) : 0; }
 
     template<typename Source> int compare(Source & s1, Source & s2) const;
+    [[gnu::noinline]] int compare_counted(const a_byte * s1, size_t len1, const a_byte * s2,
+                                          size_t len2) const;
     int compare_single_bytes(const a_byte * s1, const a_byte * s2, size_t len) const;
     bool trailing_bytes_match(const a_byte * prefix, size_t len, const a_byte * str,
                               const a_byte * str_end) const;

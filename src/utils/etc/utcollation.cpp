@@ -41,10 +41,12 @@ a_bool get_all(UTIStream & input, void * bytes, size_t size)
 UTCollation::UTCollation(UTLocale * locale)
 {
     const UTCollationTailoring insensitive;
-    const CollationInfo * row = locale != nullptr ? UTLocale::FindOSCollation() : c_row();
+    const CollationInfo * row = c_row();
     const CharsetInfo * charset = row->required_charset();
-    if (charset == nullptr) {
-        charset = locale->TrueOSCharset(); // the row C requires its own
+    if (locale != nullptr) {
+        row = UTLocale::FindOSCollation();
+        const CharsetInfo * required = row->required_charset();
+        charset = required != nullptr ? required : locale->TrueOSCharset();
     }
     (void)do_set_collation(FALSE, locale, row, charset, nullptr, insensitive, FALSE); // the row's own charset
 }

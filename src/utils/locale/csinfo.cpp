@@ -7601,6 +7601,67 @@ constinit const CharsetInfo UTLocale::_charset_info[NUM_CHARSETS] = {
     },
 };
 
+// Whether mapping the case keeps the order, where case counts and where it does not
+constinit const bool UTLocale::_case_mapping_keeps_order[NUM_CHARSETS][2] = {
+    {false, true}, // 0
+    {false, true}, // 1
+    {false, true}, // 2
+    {false, true}, // 3
+    {false, true}, // 4
+    {false, true}, // 5
+    {false, true}, // 6
+    {false, true}, // 7
+    {false, true}, // 8
+    {false, true}, // 9
+    {false, true}, // 10
+    {false, true}, // 11
+    {false, true}, // 12
+    {false, true}, // 13
+    {false, true}, // 14
+    {false, true}, // 15
+    {false, true}, // 16
+    {false, true}, // 17
+    {false, true}, // 18
+    {false, true}, // 19
+    {false, true}, // 20
+    {false, true}, // 21
+    {false, true}, // 22
+    {false, true}, // 23
+    {false, true}, // 24
+    {false, true}, // 25
+    {false, true}, // 26
+    {false, true}, // 27
+    {false, true}, // 28
+    {false, true}, // 29
+    {false, true}, // 30
+    {false, true}, // 31
+    {false, true}, // 32
+    {false, true}, // 33
+    {false, true}, // 34
+    {false, true}, // 35
+    {false, true}, // 36
+    {false, true}, // 37
+    {false, true}, // 38
+    {false, true}, // 39
+    {false, true}, // 40
+    {false, true}, // 41
+    {false, true}, // 42
+    {false, true}, // 43
+    {false, true}, // 44
+    {false, true}, // 45
+    {false, true}, // 46
+    {false, true}, // 47
+    {false, true}, // 48
+    {false, true}, // 49
+    {false, true}, // 50
+    {false, true}, // 51
+    {false, true}, // 52
+    {false, true}, // 53
+    {false, false}, // 54
+    {false, false}, // 55
+    {false, true}, // 56
+};
+
 constinit const LanguageInfo UTLocale::_language_info[NUM_LANGUAGES + 1] = {
     {-1, "us_english", "english", "en"}, // 0: ORV_LID_ENGLISH
     {-1, "french", nullptr, "fr"}, // 1: ORV_LID_FRENCH

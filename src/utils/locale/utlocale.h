@@ -308,6 +308,9 @@ public:
     static const CharsetInfo _charset_info[NUM_CHARSETS];
     static const LanguageInfo _language_info[NUM_LANGUAGES + 1];
     static const CollationInfoPod _collation_info[NUM_COLLATIONS];
+    // For each character set: in its packed collation, has every byte the sort position of what its case is
+    // mapped to? Where case counts, and where it doesn't.
+    static const bool _case_mapping_keeps_order[NUM_CHARSETS][2];
 
     static uint32 num_charsets() { return NUM_CHARSETS; }
     static uint32 num_orv_collations() { return NUM_COLLATIONS; }
@@ -324,6 +327,12 @@ public:
     static const LanguageInfo * GetLanguageInfoFromLabel(const char * label);
     static const LanguageInfo * GetLanguageInfoFromOrvLID(ORV_LID lid);
     static const LanguageInfo * GetLanguageInfoFromPlatformLID(PLATFORM_LID lid);
+
+    // The table above, for a row of _charset_info.
+    static bool CaseMappingKeepsOrder(const CharsetInfo * row, bool case_counts)
+    {
+        return _case_mapping_keeps_order[row - _charset_info][case_counts ? 0 : 1];
+    }
 
     // Collations. By label with case ignored; null if there is none.
     static const CollationInfo * GetCollationInfoFromLabel(const char * label);

@@ -241,7 +241,7 @@ TEST(LegacyCollationProperty, EveryFormOfComparisonAgreesWithTheModel)
 {
     for_every_table([](Subject & subject, Words & words) {
         for (int i = 0; i < 150; i++) {
-            const a_text w1 = without_zeros(words.next(12));
+            const a_text w1 = without_zeros(words.next(i % 4 == 0 ? 40 : 12)); // beyond a block or two
             const a_text w2 = without_zeros(words.neighbour(w1, subject.model, 6));
             const int expected = subject.model.compare(w1, w2);
             const Exact s1(w1);
@@ -251,7 +251,7 @@ TEST(LegacyCollationProperty, EveryFormOfComparisonAgreesWithTheModel)
             const UTCollation & collation = subject.collation;
             ASSERT_EQ(sign(collation.trancmp(s1.begin(), s1.size(), s2.begin(), s2.size())), expected);
             ASSERT_EQ(sign(collation.trancmp(z1.begin(), z2.begin())), expected);
-            ASSERT_EQ(sign(collation.tranncmp(z1.begin(), z2.begin(), 100)), expected);
+            ASSERT_EQ(sign(collation.tranncmp(z1.begin(), z2.begin(), 1000)), expected);
             PlainIStream p1(w1);
             PlainIStream p2(w2);
             ASSERT_EQ(sign(collation.trancmp(p1, p2)), expected);
