@@ -30,16 +30,24 @@ constexpr unsigned int LINE_END_LEN = 2;
 // Room for 32 bits in decimal with a terminator.
 constexpr size_t NUMBER_SIZE = 12;
 
-constexpr const char * NOT_A_WORD = " \t";
+bool is_blank(char c)
+{
+    return c == ' ' || c == '\t';
+}
 
-// The first word of `text`, delimited by blanks and tabs; empty if there is none.
+// The first word of `text`, delimited by blanks and tabs; empty if there is none. Every header line of every
+// mail comes here: the string_view's own searches for one of several characters take several times as long.
 std::string_view first_word(std::string_view text)
 {
-    const size_t begin = text.find_first_not_of(NOT_A_WORD);
-    if (begin == std::string_view::npos) {
-        return {};
+    size_t begin = 0;
+    while (begin < text.size() && is_blank(text[begin])) {
+        ++begin;
     }
-    return text.substr(begin, text.find_first_of(NOT_A_WORD, begin) - begin);
+    size_t end = begin;
+    while (end < text.size() && !is_blank(text[end])) {
+        ++end;
+    }
+    return text.substr(begin, end - begin);
 }
 
 bool equals_caseless(std::string_view text, std::string_view word)
