@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <csignal>
 #include <cstdio>
@@ -106,7 +106,11 @@ private:
 
 class PipeTest : public ::testing::Test {
 protected:
-    void SetUp() override { ASSERT_EQ(pipe(_ends), 0); }
+    void SetUp() override
+    {
+        interruptions = 0;
+        ASSERT_EQ(pipe(_ends), 0);
+    }
     void TearDown() override
     {
         for (const int end : _ends) {
