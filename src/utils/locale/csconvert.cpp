@@ -5,6 +5,7 @@
 
 #include "utils/locale/csconv_pivot.h"
 #include "utils/locale/csconv_restart.h"
+#include "utils/locale/csconv_stream.h"
 #include "utils/locale/utlocale.h"
 
 // ---- Bases
@@ -246,4 +247,14 @@ ORV_CONV_RET CharsetConverter::ConvertNullTerm(a_byte * dest, size_t destlen, si
                                                const a_byte * src)
 {
     return ConvertNullTerm(dest, destlen, p_written, src, std::strlen(reinterpret_cast<const char *>(src)));
+}
+
+ORV_CONV_RET CharsetConverter::Convert(UTOStream & o, size_t * p_written, UTIStream & i, size_t max_src_len)
+{
+    CSConvOStream stream(*this, o);
+    Reset();
+    i.append_to(stream, max_src_len);
+    stream.flush(TRUE);
+    *p_written = stream.num_output();
+    return stream.status();
 }
