@@ -101,6 +101,7 @@ int64 find_partition(const char * name)
         unsigned int minor_number = 0;
         char found[PARTITION_LINE_SIZE];
         // The two lines of headings have no numbers.
+        static_assert(PARTITION_LINE_SIZE == 256, "the width below leaves a byte for the terminator");
         if (sscanf(line, "%u %u %*u %255s", &major_number, &minor_number, found) == 3 &&
             std::strcmp(found, name) == 0) {
             return static_cast<int64>(makedev(major_number, minor_number));

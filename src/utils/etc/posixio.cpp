@@ -192,6 +192,7 @@ ssize_t _posix_pwrite(int handle, const void * buf, size_t nbytes, int64 pos)
     return retried([&] { return pwrite(handle, buf, nbytes, pos); });
 }
 
+// Linux has closed the descriptor even where it says EINTR; the try behind that then says EBADF.
 int _posix_close(int handle)
 {
     return retried([&] { return close(handle); });

@@ -117,6 +117,12 @@ protected:
             close(end);
         }
     }
+    void drain()
+    {
+        char piece[4096];
+        while (read(_ends[0], piece, sizeof(piece)) > 0) {
+        }
+    }
     void close_writer()
     {
         close(_ends[1]);
@@ -167,11 +173,10 @@ TEST_F(PipeTest, ReadUnderASignalStormLosesNothing)
         EXPECT_EQ(_posix_read(_ends[0], received.data(), received.size()), static_cast<int>(sent.size()));
         EXPECT_EQ(_posix_read(_ends[0], received.data(), 0), 0);
     }
+    drain(); // the writer gets through even if the read has stopped early
     writer.join();
     EXPECT_EQ(received, sent);
     EXPECT_GT(interruptions.load(), 0);
-    char one = 0;
-    EXPECT_EQ(_posix_read(_ends[0], &one, 1), 0);
 }
 
 TEST_F(PipeTest, WriteUnderASignalStormLosesNothing)
@@ -193,6 +198,7 @@ TEST_F(PipeTest, WriteUnderASignalStormLosesNothing)
         const SignalStorm storm(pthread_self());
         EXPECT_EQ(_posix_write(_ends[1], sent.data(), sent.size()), static_cast<int>(sent.size()));
     }
+    close_writer(); // the reader gets through even if the write has stopped early
     reader.join();
     EXPECT_EQ(received, sent);
     EXPECT_GT(interruptions.load(), 0);
