@@ -8,11 +8,16 @@
 // must not run beside them. `_mutex` is held while a converter is in use.
 //
 // Templates. %1 to %9 name the arguments, in any order; a tag right behind the digit tells the type:
-//   none, !s!     const char *, converted when the call has a converter      !at!   const char *, never
-//   converted !d!, !ld!     int32, signed decimal                                      !c!    one character
-//   !u!, !lu!     uint32, unsigned decimal                                   !4x!   uint32, the low 16 bits,
-//   4 hex digits !lld!, !llu!  int64, uint64, decimal                                     !8x!   uint32, 8
-//   hex digits
+//
+// - no tag, !s!: const char *, converted when the call has a converter
+// - !at!: const char *, never converted
+// - !c!: one character
+// - !d!, !ld!: int32, signed decimal
+// - !u!, !lu!: uint32, unsigned decimal
+// - !lld!, !llu!: int64 and uint64, decimal
+// - !4x!: uint32, its low 16 bits as 4 hexadecimal digits
+// - !8x!: uint32, 8 hexadecimal digits
+//
 // %% is a percent sign, and so is a percent sign in front of anything else (%0 is no placeholder). Of a
 // number that stands twice, the last place counts and the others are plain text. The caller passes one
 // argument for each number from 1 to the highest one, in the order of the numbers and with the width of its

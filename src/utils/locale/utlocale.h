@@ -275,8 +275,7 @@ struct ConversionTable {
     a_byte * _map; // 256 bytes, owned, or null
 
     // `upper128` gives the bytes for 0x80 to 0xFF, those below stand for themselves; null, and a lack of
-    // memory, leave
-    // `_map` null.
+    // memory, leave `_map` null.
     ConversionTable(const CharsetInfo * dest_csinfo, const CharsetInfo * src_csinfo, const a_byte * upper128);
     ~ConversionTable();
     ConversionTable(const ConversionTable &) = delete;

@@ -1,8 +1,7 @@
 // The locale name that the environment gives, and its normal form.
 //
 // The operating system's own locale functions aren't asked: the names of many systems are led to one form,
-// language,
-// '_', territory, '.' and codeset, by one constant table.
+// language, '_', territory, '.' and codeset, by one constant table.
 //
 // Units: zero-terminated bytes in no particular character set. Failure: none; what isn't known stands for
 // itself. Threads: free on any thread, as long as none changes the environment.
