@@ -197,28 +197,42 @@ TEST_F(Discovery, ACollationOfAPairFallsBackOnEnglish)
     EXPECT_STREQ(UTLocale::FindCollation(nullptr, nullptr)->orv_collation_label(), "UTF8BIN");
 }
 
-// Codesets of the aliases that have a row; all others end at ISO 8859-1.
-const std::map<std::string, int> codeset_rows = {
-    {"ISO8859-1", 1},  {"SJIS", 6},       {"IBM-943", 6},     {"eucJP", 8},      {"eucCN", 9},
-    {"eucTW", 10},     {"ISO8859-2", 11}, {"ISO8859-5", 12},  {"ISO8859-6", 13}, {"ISO8859-7", 14},
-    {"ISO8859-8", 15}, {"ISO8859-9", 16}, {"ISO8859-15", 17}, {"KOI8-R", 22},    {"TIS620", 23},
-    {"tis620", 23},    {"big5hkscs", 24}, {"big5", 25},       {"eucKR", 26},     {"GB18030", 40},
-    {"gbk", 41},       {"CP1251", 45},    {"CP1255", 49},     {"CP1256", 50},    {"UTF-8", 53}};
+struct a_codeset {
+    int row;
+    const char * collation; // of a process in any language that the known locales pair with it
+};
 
-TEST_F(Discovery, EachKnownLocaleLeadsToTheCodesetAndLanguageOfItsAlias)
+// Codesets of the aliases that have a row; all others end at ISO 8859-1. A row that no collation sorts for
+// English ends at the collation of ISO 8859-1.
+const std::map<std::string, a_codeset> codesets = {
+    {"ISO8859-1", {1, "ISO1LATIN1"}},   {"SJIS", {6, "932JPN"}},           {"IBM-943", {6, "932JPN"}},
+    {"eucJP", {8, "EUC_JAPAN"}},        {"eucCN", {9, "EUC_CHINA"}},       {"eucTW", {10, "ISO1LATIN1"}},
+    {"ISO8859-2", {11, "ISO1LATIN1"}},  {"ISO8859-5", {12, "ISO1LATIN1"}}, {"ISO8859-6", {13, "ISO1LATIN1"}},
+    {"ISO8859-7", {14, "ISO1LATIN1"}},  {"ISO8859-8", {15, "ISO1LATIN1"}}, {"ISO8859-9", {16, "920TRK"}},
+    {"ISO8859-15", {17, "ISO9LATIN1"}}, {"KOI8-R", {22, "ISO1LATIN1"}},    {"TIS620", {23, "874THAIBIN"}},
+    {"tis620", {23, "874THAIBIN"}},     {"big5hkscs", {24, "950ZHO_HK"}},  {"big5", {25, "950ZHO_TW"}},
+    {"eucKR", {26, "EUC_KOREA"}},       {"GB18030", {40, "936ZHO"}},       {"gbk", {41, "936ZHO"}},
+    {"CP1251", {45, "1251CYR"}},        {"CP1255", {49, "1255HEB"}},       {"CP1256", {50, "1256ARA"}},
+    {"UTF-8", {53, "UTF8BIN"}},
+};
+
+TEST_F(Discovery, EachKnownLocaleLeadsToTheCodesetLanguageAndCollationOfItsAlias)
 {
     for (const LocaleTable * row = known_locales; row->locale != nullptr; row++) {
         environment.set("LC_ALL", row->locale);
         const std::string alias = get_alias(row->locale);
         const size_t point = alias.find('.');
-        const auto known =
-            point == std::string::npos ? codeset_rows.end() : codeset_rows.find(alias.substr(point + 1));
-        EXPECT_EQ(charset_row(), known != codeset_rows.end() ? known->second : LATIN1) << row->locale;
+        const auto known = codesets.find(point == std::string::npos ? "" : alias.substr(point + 1));
+        const a_codeset expected_set =
+            known != codesets.end() ? known->second : a_codeset{LATIN1, "ISO1LATIN1"};
+        EXPECT_EQ(charset_row(), expected_set.row) << row->locale;
         const bool traditional = alias.rfind("zh_TW", 0) == 0 || alias.rfind("zh_HK", 0) == 0;
         const std::string code = traditional ? "tw" : alias.substr(0, 2);
         const LanguageInfo * expected = UTLocale::GetLanguageInfoFromLabel(code.c_str());
         EXPECT_EQ(language(), expected != nullptr ? expected->kep_label() : "us_english") << row->locale;
-        EXPECT_NE(UTLocale::FindOSCollation(), nullptr) << row->locale;
+        const CollationInfo * collation = UTLocale::FindOSCollation();
+        ASSERT_NE(collation, nullptr) << row->locale;
+        EXPECT_STREQ(collation->orv_collation_label(), expected_set.collation) << row->locale;
     }
 }
 
