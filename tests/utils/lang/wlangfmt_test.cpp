@@ -9,7 +9,9 @@
 #include <vector>
 
 #include "reference/template_model.h"
+#include "utils/etc/critsect.h"
 #include "utils/lang/utlangstring.h"
+#include "utils/locale/utlocale.h"
 
 namespace {
 
@@ -98,6 +100,61 @@ TEST(Template, CutLeavesTheTerminatorAndNothingBehindIt)
                 EXPECT_EQ(block[i], fill);
             }
         }
+    }
+}
+
+namespace {
+
+// Two characters without a zero byte in UTF-16LE, U+0101 and U+5B57, so that they pass as strings.
+const std::string a_macron_utf16 = "\x01\x01";
+const std::string a_macron_utf8 = "\xC4\x81";
+const std::string ideograph_utf16 = "\x57\x5B";
+const std::string ideograph_utf8 = "\xE5\xAD\x97";
+
+class ConvertedTemplate : public testing::Test {
+protected:
+    void SetUp() override { ASSERT_EQ(ut_safe_pthread_mutex_init(&_mutex, nullptr), 0); }
+    void TearDown() override { EXPECT_EQ(ut_safe_pthread_mutex_destroy(&_mutex), 0); }
+
+    // Into a block of the exact size, so that a sanitizer sees the first byte behind it.
+    std::string formatted(size_t size, const char * src_charset, const char * format, ...)
+    {
+        CharsetConverter converter(&_locale, UTLocale::GetCharsetInfoFromLabel("UTF-8", CS_STD_ANY),
+                                   UTLocale::GetCharsetInfoFromLabel(src_charset, CS_STD_ANY));
+        const std::unique_ptr<char[]> text(new char[size]);
+        std::memset(text.get(), '#', size);
+        va_list args;
+        va_start(args, format);
+        const size_t length =
+            UTLangStringBase::VFormatMiscStr(text.get(), size, format, args, &converter, &_mutex);
+        va_end(args);
+        EXPECT_EQ(length, std::strlen(text.get())) << format;
+        EXPECT_EQ(pthread_mutex_trylock(_mutex.p_mutex), 0) << "still held behind " << format;
+        pthread_mutex_unlock(_mutex.p_mutex);
+        return text.get();
+    }
+
+private:
+    UTLocale _locale;
+    a_critical_sect _mutex{nullptr};
+};
+
+} // namespace
+
+TEST_F(ConvertedTemplate, OnlyStringsWithoutTheTagForItAreConverted)
+{
+    const char * const text = ideograph_utf16.c_str();
+    EXPECT_EQ(formatted(64, "UTF-16LE", "%1|%2!s!|%3!at!|%4!c!|%5!d!|ab", text, text, text, 'c', -5),
+              ideograph_utf8 + "|" + ideograph_utf8 + "|" + ideograph_utf16 + "|c|-5|ab");
+    EXPECT_EQ(formatted(64, "UTF-8", "%1", "\xE4"), "\xE4") << "the identity copies, whatever the bytes are";
+}
+
+TEST_F(ConvertedTemplate, ConvertedTextFillsTheRoomAndNothingBehindIt)
+{
+    const std::string text = a_macron_utf16 + ideograph_utf16;
+    const std::string whole = a_macron_utf8 + ideograph_utf8;
+    for (size_t size = 1; size <= 7; ++size) {
+        EXPECT_EQ(formatted(size, "UTF-16LE", "%1", text.c_str()), whole.substr(0, size - 1)) << size;
     }
 }
 
