@@ -170,10 +170,10 @@ TEST(PackedCollations, AsciiFlagsAreTheSameInEveryTable)
 {
     std::array<a_byte, 128> flags{};
     std::fill(&flags[9], &flags[14], PACKED_SPACE);
-    flags[' '] = PACKED_SPACE;
-    std::fill(&flags['0'], &flags['9'] + 1, PACKED_DIGIT);
-    std::fill(&flags['A'], &flags['Z'] + 1, PACKED_ALPHA);
-    std::fill(&flags['a'], &flags['z'] + 1, PACKED_ALPHA);
+    flags[u8' '] = PACKED_SPACE;
+    std::fill(&flags[u8'0'], &flags[u8'9'] + 1, PACKED_DIGIT);
+    std::fill(&flags[u8'A'], &flags[u8'Z'] + 1, PACKED_ALPHA);
+    std::fill(&flags[u8'a'], &flags[u8'z'] + 1, PACKED_ALPHA);
     for (const size_t row : AllRowsWithTables())
         EXPECT_EQ(memcmp(Packed(row).flags, flags.data(), flags.size()), 0) << row;
     const auto * upper = Packed(0).flags + 128;
@@ -192,19 +192,19 @@ TEST(PackedCollations, AsciiKeepsItsOrder)
     ASSERT_EQ(order.size(), 128u);
     for (size_t position = 0; position < order.size(); ++position)
         EXPECT_EQ(packed.sensitive[static_cast<a_byte>(order[position])], position);
-    EXPECT_EQ(packed.sensitive['a'], 0x4C);
+    EXPECT_EQ(packed.sensitive[u8'a'], 0x4C);
     for (unsigned b = 0x80; b <= 0xFF; ++b) {
         EXPECT_EQ(packed.sensitive[b], b);
         EXPECT_EQ(packed.insensitive[b], b - 0x80 + 0x66);
     }
-    EXPECT_EQ(packed.insensitive['a'], 0x4C);
-    EXPECT_EQ(packed.insensitive['A'], 0x4C);
+    EXPECT_EQ(packed.insensitive[u8'a'], 0x4C);
+    EXPECT_EQ(packed.insensitive[u8'A'], 0x4C);
 }
 
 TEST(PackedCollations, LettersOfWindows1252KeepTheirPlace)
 {
     const a_packed_collation_order & packed = Packed(46);
-    EXPECT_EQ(packed.sensitive['a'], 0x79);
+    EXPECT_EQ(packed.sensitive[u8'a'], 0x79);
     for (const unsigned b : {0x41u, 0xC0u, 0xC1u, 0xC2u, 0xC3u, 0xC4u, 0xC5u})
         EXPECT_EQ(packed.sensitive[b], 0x7A) << b;
 }
@@ -533,8 +533,8 @@ TEST(DictionaryOrder, TurkishPagesPairTheAsciiLettersToo)
         const int dotless = ByteOf(row, 0x131);
         const int dotted = ByteOf(row, 0x130);
         ASSERT_TRUE(dotless >= 0 && dotted >= 0) << row;
-        EXPECT_EQ(packed.tolower['I'], 'i') << row;
-        EXPECT_EQ(packed.toupper['i'], 'I') << row;
+        EXPECT_EQ(packed.tolower[u8'I'], 'i') << row;
+        EXPECT_EQ(packed.toupper[u8'i'], 'I') << row;
         EXPECT_EQ(packed.tolower[dotted], 'i') << row;
         EXPECT_EQ(packed.toupper[dotless], dotless) << row;
     }
