@@ -5,6 +5,8 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <memory>
@@ -12,6 +14,7 @@
 #include <vector>
 
 #include "remote/fake_sock.h"
+#include "remote/unixdll.h"
 
 namespace {
 
@@ -85,14 +88,16 @@ TEST(SockErrors, EveryCodeIsReportedByTheFirstRowThatHasIt)
         {32, "> Error: Broken pipe."},
         {100, "> Error: Network is down."},
         {93, "> Error: Protocol not supported."},
-        {133, "> (none)"}, // language string 6691, and no language files are open here
+        {133, "> Socket error 133."}, // a code without a row: the language string 6691
     };
+    ASSERT_EQ(OSLangString.Init(), LS_INIT_OKAY);
     fake_sock fake;
     const sock_ptr sock = open_sock(fake);
     char buf[4];
     for (const auto & row : rows) {
         fake.incoming = {{"", row.code}};
         EXPECT_LT(SocketReceive(sock.get(), buf, sizeof(buf)), 0) << row.code;
+        EXPECT_EQ(errno, row.code); // the link asks for it
         EXPECT_EQ(fake.take_log(), (lines{"recv 4", row.text})) << row.code;
     }
     EXPECT_EQ(SocketError[7].error, 4);
@@ -243,6 +248,7 @@ TEST(SockClose, SecondCloseIsTracedButClosesNothing)
 
 TEST(SockRetries, AttemptsAndWaits)
 {
+    ASSERT_EQ(OSLangString.Init(), LS_INIT_OKAY);
     const struct {
         int max_retries;
         int failures;
@@ -261,7 +267,8 @@ TEST(SockRetries, AttemptsAndWaits)
         };
         EXPECT_EQ(count("socket 2 1 0"), row.attempts);
         EXPECT_EQ(count("> Error: Connection timed out."), row.attempts - (row.result ? 1 : 0));
-        EXPECT_EQ(count("> (none)"), 0U); // no wait, so nothing is said of one
+        EXPECT_TRUE(std::none_of(fake.log.begin(), fake.log.end(),
+                                 [](const std::string & line) { return line.starts_with("> Waiting"); }));
     }
 }
 
@@ -269,6 +276,7 @@ volatile sig_atomic_t alarms = 0;
 
 TEST(SockRetries, SignalsDoNotShortenTheSleep)
 {
+    ASSERT_EQ(OSLangString.Init(), LS_INIT_OKAY);
     fake_sock fake;
     const sock_ptr sock(SocketInit(fake.info, "10.0.0.1"));
     fake.connect_codes = {ETIMEDOUT};
@@ -291,9 +299,9 @@ TEST(SockRetries, SignalsDoNotShortenTheSleep)
     EXPECT_GT(alarms, 2);
     EXPECT_GE(slept, std::chrono::seconds(1));
     EXPECT_LT(slept, std::chrono::seconds(10));
-    // The failure, then the message about the wait (no language files are open), then the next attempt.
+    // The failure, then the message about the wait, then the next attempt.
     EXPECT_EQ(fake.log[4], "> Error: Connection timed out.");
-    EXPECT_EQ(fake.log[5], "> (none)");
+    EXPECT_EQ(fake.log[5], "> Waiting 1 seconds before the next attempt to connect.");
     EXPECT_EQ(fake.log[6], "socket 2 1 0");
 }
 
