@@ -233,20 +233,23 @@ TEST(ConvertingStream, AStopEndsTheStreamBehindWhatWasConverted)
     }
 }
 
+// A pivot has taken more than it stopped at, so a flush comes to the next stop, here of a lower number.
 TEST(ConvertingStream, TheWorstStatusIsKept)
 {
-    CharsetConverter conv(&locale(), locale().UTF8(), locale().UTF16LE());
-    conv.stop_at().set(CharsetConversionFlags::ILLEGAL | CharsetConversionFlags::TRUNCATED);
+    CharsetConverter conv(&locale(), UTLocale::GetCharsetInfoFromLabel("EUC-JP", CS_STD_ANY),
+                          locale().CESU8());
+    conv.stop_at().set(CharsetConversionFlags::ILLEGAL | CharsetConversionFlags::UNMAPPABLE);
     PlainOStream plain;
     CSConvOStream stream(conv, plain);
-    const a_byte lead[] = {0x3D, 0xD8};
-    EXPECT_EQ(stream.put(lead, 2), 2u);
+    const Bytes text = {'a', 0xE2, 0x82, 0xAC, 0xED, 0xA0, 0xBD, 'b'}; // an euro sign, a lone surrogate
+    EXPECT_EQ(stream.put(text.data(), text.size()), text.size());
+    EXPECT_EQ(stream.status(), ORV_CONV_UNMAPPABLE_CHARACTER);
+    EXPECT_FALSE(conv.encountered().illegal_character());
     stream.flush(FALSE);
-    EXPECT_EQ(stream.status(), ORV_CONV_TRUNCATED_CHARACTER);
+    EXPECT_TRUE(conv.encountered().illegal_character());
+    EXPECT_EQ(stream.status(), ORV_CONV_UNMAPPABLE_CHARACTER);
     EXPECT_TRUE(stream.eof());
-    conv.Reset();
-    stream.flush(TRUE);
-    EXPECT_EQ(stream.status(), ORV_CONV_TRUNCATED_CHARACTER) << "a good end doesn't lower it";
+    EXPECT_EQ(hex(plain._bytes), "61 ");
 }
 
 TEST(ConvertingStream, ADestinationThatEndsEndsTheStreamWithoutAStatus)
