@@ -2,7 +2,9 @@
 
 #include <iterator>
 
+#include "utils/etc/lschrfns.h"
 #include "utils/lang/langtext.h"
+#include "utils/locale/utlocale.h"
 
 namespace {
 
@@ -42,12 +44,14 @@ ls_init_return UTLangString::Init(const char * /*language*/, const CharsetInfo *
     if (_initialized != 0) {
         return LS_INIT_OKAY;
     }
+    // File names and labels are taken apart by characters, whatever comes of the opening.
+    LSCharFunctions.init();
     // There are no texts of the vx family.
     if (vx != FALSE) {
         return LS_INIT_CANT_FIND_VX_FILE;
     }
     set_texts(english_lang_texts());
-    _dest_csinfo = dest_csinfo;
+    _dest_csinfo = dest_csinfo != nullptr ? dest_csinfo : _locale->OSCharset();
     _initialized = 1;
     return LS_INIT_OKAY;
 }

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <string>
 
+#include "utils/etc/lschrfns.h"
 #include "utils/lang/utlanginit.h"
 
 namespace {
@@ -66,6 +67,15 @@ TEST(Opening, StoreAnswersBetweenInitAndFiniOnly)
     EXPECT_EQ(store.GetString(9427, text, sizeof(text)), 0u);
     EXPECT_EQ(store.Init(nullptr, nullptr, FALSE), LS_INIT_OKAY);
     EXPECT_GT(store.GetString(9427, text, sizeof(text)), 0u);
+}
+
+TEST(Opening, CharactersAreClassifiedEvenIfNothingIsFound)
+{
+    LSCharFunctions = LS_CharFunctions();
+    ASSERT_FALSE(LSCharFunctions.isAlpha('a'));
+    UTLangString store(&OSLocale);
+    EXPECT_EQ(store.Init(nullptr, nullptr, TRUE), LS_INIT_CANT_FIND_VX_FILE);
+    EXPECT_TRUE(LSCharFunctions.isAlpha('a'));
 }
 
 TEST(Opening, FailureIsWordedWithoutAnyFile)
