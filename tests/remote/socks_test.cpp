@@ -188,12 +188,14 @@ TEST(SockOpen, CallsAndTraceInTheirOrder)
     EXPECT_EQ(sock->pending_data + sock->extra_data, 0U);
     EXPECT_EQ(fake.info->local_addr.sin_addr.s_addr, htonl(0x7f000001));
 
-    // The address of the first connection stays.
-    SocketClose(sock.get());
-    fake.log.clear();
-    ASSERT_EQ(SocketOpen(sock.get(), nullptr, &port, FALSE), TRUE);
-    EXPECT_EQ(fake.take_log(),
-              (lines{"> socket", "socket 2 1 0", "> connect ", "> port 25", "connect 2 10.0.0.1:25 16"}));
+    // The address of the first connection stays; a service without a name isn't looked up.
+    for (const char * unnamed : {static_cast<const char *>(nullptr), ""}) {
+        SocketClose(sock.get());
+        fake.log.clear();
+        ASSERT_EQ(SocketOpen(sock.get(), unnamed, &port, FALSE), TRUE);
+        EXPECT_EQ(fake.take_log(),
+                  (lines{"> socket", "socket 2 1 0", "> connect ", "> port 25", "connect 2 10.0.0.1:25 16"}));
+    }
 }
 
 TEST(SockOpen, ProtocolDatabaseOverridesThePortForTheCallerToo)
