@@ -28,8 +28,10 @@ struct a_reading {
 a_reading read(File file, const char * dest, const char * src)
 {
     a_reading reading = {};
-    const std::unique_ptr<FILE, int (*)(FILE *)> stream(fmemopen(file.data(), file.size(), "rb"), fclose);
-    if (stream != nullptr) { // a file without a byte can't be opened this way
+    // fmemopen has no file without a byte: it writes behind the block that it makes for one.
+    FILE * opened = file.empty() ? fopen("/dev/null", "rb") : fmemopen(file.data(), file.size(), "rb");
+    const std::unique_ptr<FILE, int (*)(FILE *)> stream(opened, fclose);
+    if (stream != nullptr) {
         reading.found = read_cvf_map(stream.get(), reading.map.data(), row(dest), row(src)) != FALSE;
     }
     return reading;
