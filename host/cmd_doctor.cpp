@@ -103,7 +103,7 @@ int run_doctor(const Options & given)
     if (code != exit_ok) {
         return code;
     }
-    diagnosis.add(Verdict::ok, "library found: " + session.library().path() + ", all ten functions");
+    diagnosis.add(Verdict::ok, "library found: " + session.link_library().path() + ", all ten functions");
     code = session.load_profile(true);
     if (code != exit_ok) {
         return code;

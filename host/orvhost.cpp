@@ -27,7 +27,7 @@ constexpr char secrets_help[] = "Show passwords and credentials instead of maski
 
 void add_library(CLI::App & app, Options & options)
 {
-    app.add_option("--library", options.library,
+    app.add_option("--library", options.link_library,
                    "The link library; default: ../lib64 beside this program, then the loader's path")
         ->type_name("PATH");
 }

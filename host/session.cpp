@@ -65,7 +65,7 @@ bool is_address_text(const std::string & text)
 int Session::load_library()
 {
     std::string error;
-    if (!_library.load(_options.library, error)) {
+    if (!_library.load(_options.link_library, error)) {
         complain(error);
         return EX_UNAVAILABLE;
     }

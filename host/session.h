@@ -16,7 +16,7 @@ namespace orvhost {
 class Diagnosis;
 
 struct Options {
-    std::string library;
+    std::string link_library;
     std::string profile;
     bool debug = false;
     bool show_secrets = false;
@@ -54,7 +54,7 @@ public:
     // Only after open_link has succeeded, and until close_link.
     [[nodiscard]] HLINK link() const { return _link->get(); }
     [[nodiscard]] const LinkApi & api() const { return _library.api(); }
-    [[nodiscard]] const Library & library() const { return _library; }
+    [[nodiscard]] const Library & link_library() const { return _library; }
     [[nodiscard]] Profile & profile() { return _profile; }
 
     // A text of the link for a person, on standard error, credentials masked.
