@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <regex>
@@ -111,7 +112,23 @@ bool parse_id(const char * text, std::uint16_t & id)
     return result.ec == std::errc{} && result.ptr == end && id != 0;
 }
 
-std::string text_fault(const a_po_text & entry, const std::string & comments)
+// Both texts take their arguments from one list, so a translation has the placeholders of the English text.
+std::string translation_fault(const a_po_text & entry)
+{
+    std::string fault;
+    std::vector<std::string> english = placeholders(entry.english, fault);
+    std::vector<std::string> translated = placeholders(entry.text, fault);
+    std::sort(english.begin(), english.end());
+    std::sort(translated.begin(), translated.end());
+    return english == translated ? fault : "its placeholders aren't those of the English text";
+}
+
+bool is_control(char c)
+{
+    return static_cast<unsigned char>(c) < ' ' || c == '\x7f';
+}
+
+std::string text_fault(const a_po_text & entry)
 {
     if (entry.id == version_id || entry.id == charset_id) {
         return "this number belongs to the language files themselves";
@@ -119,29 +136,50 @@ std::string text_fault(const a_po_text & entry, const std::string & comments)
     if (entry.text.empty()) {
         return "an empty text";
     }
-    if (entry.text.size() > max_text_length) {
-        return "a text of " + std::to_string(entry.text.size()) + " bytes, longer than " +
+    if (entry.english.size() > max_text_length) {
+        return "a text of " + std::to_string(entry.english.size()) + " bytes, longer than " +
                std::to_string(max_text_length);
     }
-    return placeholder_fault(entry.text, comments);
+    if (std::any_of(entry.text.begin(), entry.text.end(), is_control)) {
+        return "a control character";
+    }
+    const std::string fault = placeholder_fault(entry.text, entry.comments);
+    return fault.empty() ? translation_fault(entry) : fault;
 }
 
 void read_entry(po_message_t message, a_po_result & result)
 {
     a_po_text entry;
-    const std::string english = po_message_msgid(message);
+    entry.english = po_message_msgid(message);
+    entry.comments = po_message_extracted_comments(message);
     const char * const context = po_message_msgctxt(message);
     if (!parse_id(context, entry.id)) {
-        result.faults.push_back("\"" + english + "\": msgctxt isn't a number from 1 to 65535");
+        result.faults.push_back("\"" + entry.english + "\": msgctxt isn't a number from 1 to 65535");
         return;
     }
     const char * const translation = po_message_msgstr(message);
-    entry.text = *translation != '\0' && !po_message_is_fuzzy(message) ? translation : english;
-    const std::string fault = text_fault(entry, po_message_extracted_comments(message));
+    entry.translated = *translation != '\0' && !po_message_is_fuzzy(message);
+    entry.text = entry.translated ? translation : entry.english;
+    const std::string fault = text_fault(entry);
     if (!fault.empty()) {
         result.faults.push_back(std::to_string(entry.id) + ": " + fault);
     }
     result.texts.push_back(std::move(entry));
+}
+
+// The library of PO files hands texts out as they stand in the file.
+void read_header(po_file_t file, a_po_result & result)
+{
+    const char * const header = po_file_domain_header(file, nullptr);
+    const auto field = [header](const char * name) {
+        const std::unique_ptr<char, decltype(&std::free)> value(
+            header != nullptr ? po_header_field(header, name) : nullptr, std::free);
+        return std::string(value != nullptr ? value.get() : "");
+    };
+    result.language = field("Language");
+    if (field("Content-Type").find("charset=UTF-8") == std::string::npos) {
+        result.faults.emplace_back("the header has no \"Content-Type\" with charset=UTF-8");
+    }
 }
 
 void read_entries(po_file_t file, a_po_result & result)
@@ -201,6 +239,7 @@ a_po_result read_po_texts(const char * path)
     if (file == nullptr) {
         result.faults.push_back(std::string(path) + " can't be read");
     } else {
+        read_header(file.get(), result);
         read_entries(file.get(), result);
         sort_and_find_duplicates(result);
     }

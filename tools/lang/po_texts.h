@@ -9,16 +9,21 @@
 #include <vector>
 
 struct a_po_text {
-    std::uint16_t id;
+    std::uint16_t id = 0;
     std::string text; // the translation, or the English text where there is none
+    std::string english;
+    std::string comments; // for translators, lines of text
+    bool translated = false;
 };
 
 struct a_po_result {
+    std::string language;         // as the header has it
     std::vector<a_po_text> texts; // sorted by number
     std::vector<std::string> faults;
 };
 
-// Bytes: a template is fetched into 256 bytes with its terminator.
+// Bytes: a template is fetched into 256 bytes with its terminator. Holds for an English text here; a
+// translation is measured in its file's character set, by the compiler.
 constexpr std::size_t max_text_length = 255;
 
 [[nodiscard]] a_po_result read_po_texts(const char * path);

@@ -86,7 +86,11 @@ TEST_F(PoFile, FaultsAreToldWithTheirNumber)
         {entry("7", longest), nullptr},
         {entry("65535", "x"), nullptr},
         {entry("7", longest + "x"), "7: a text of 256 bytes"},
-        {entry("7", "short", longest + "x"), "7: a text of 256 bytes"},
+        {entry("7", "short", longest + "x"), nullptr}, // a translation is measured in its character set
+        {entry("7", "a\\nb"), "7: a control character"},
+        {entry("7", "%1 and %2!d!", "%2!d! und %1", "#. Arguments: %1 a, %2!d! b"), nullptr},
+        {entry("7", "%1", "nichts", "#. Arguments: %1 a"), "aren't those of the English text"},
+        {entry("7", "nothing", "mit %1", "#. Arguments: %1 a"), "aren't those of the English text"},
         {entry("7", "one") + entry("8", "two") + entry("7", "other"), "7: the number stands twice"},
         {entry("0", "x"), "msgctxt isn't a number"},
         {entry("65536", "x"), "msgctxt isn't a number"},

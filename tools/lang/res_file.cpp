@@ -1,0 +1,156 @@
+#include "tools/lang/res_file.h"
+
+#include <algorithm>
+#include <numeric>
+#include <set>
+
+namespace {
+
+constexpr unsigned number_bits = 16;
+constexpr std::size_t entry_size = 4;
+
+// Bits of a number that levels behind the first `count` ones select.
+unsigned bits_below(const a_level_bits & levels, std::size_t count)
+{
+    return number_bits -
+           std::accumulate(levels.begin(), levels.begin() + static_cast<std::ptrdiff_t>(count), 0u);
+}
+
+std::size_t level_count(const a_level_bits & levels)
+{
+    return static_cast<std::size_t>(std::find(levels.begin(), levels.end(), 0) - levels.begin());
+}
+
+// All tables together. Records take the same room under any levels.
+std::size_t tables_size(const a_string_map & strings, const a_level_bits & levels)
+{
+    std::size_t size = 0;
+    for (std::size_t level = 0; level < level_count(levels); ++level) {
+        std::set<unsigned> tables{0}; // the root table is there without a string
+        for (const auto & [id, text] : strings) {
+            tables.insert(static_cast<unsigned>(id) >> bits_below(levels, level));
+        }
+        size += tables.size() * (entry_size << levels[level]);
+    }
+    return size;
+}
+
+// Every way to split 16 into one to four widths, those with fewer levels first.
+std::vector<a_level_bits> all_levels()
+{
+    std::vector<a_level_bits> found;
+    for (std::uint8_t a = 1; a <= number_bits; ++a) {
+        for (std::uint8_t b = 0; b <= number_bits - a; ++b) {
+            for (std::uint8_t c = 0; c <= (b != 0 ? number_bits - a - b : 0); ++c) {
+                const auto d = static_cast<std::uint8_t>(number_bits - a - b - c);
+                if (d == 0 || c != 0) {
+                    found.push_back({a, b, c, d});
+                }
+            }
+        }
+    }
+    std::stable_sort(found.begin(), found.end(), [](const a_level_bits & one, const a_level_bits & other) {
+        return level_count(one) < level_count(other);
+    });
+    return found;
+}
+
+class Writer {
+public:
+    Writer(const a_string_map & strings, const a_level_bits & levels) : _levels(levels)
+    {
+        put(0, res_signature, 4);
+        put(4, res_endian_detect, 4);
+        put(8, res_format_version, 4);
+        std::copy(levels.begin(), levels.end(), _bytes.begin() + 12);
+        put(16, res_header_size, 4);
+        const std::size_t root = add_table(0);
+        for (const auto & [id, text] : strings) {
+            _places.emplace_back(place_of(root, id), &text);
+        }
+        // Records stand behind all tables, whose entries thus stay aligned.
+        for (const auto & [place, text] : _places) {
+            put(place, static_cast<std::uint32_t>(add_record(*text)), entry_size);
+        }
+    }
+
+    std::vector<std::uint8_t> take() { return std::move(_bytes); }
+
+private:
+    void put(std::size_t offset, std::uint32_t value, std::size_t size)
+    {
+        for (std::size_t i = 0; i < size; ++i) {
+            _bytes[offset + i] = static_cast<std::uint8_t>(value >> (8 * i));
+        }
+    }
+
+    [[nodiscard]] std::uint32_t entry(std::size_t offset) const
+    {
+        std::uint32_t value = 0;
+        for (std::size_t i = entry_size; i-- > 0;) {
+            value = value << 8 | _bytes[offset + i];
+        }
+        return value;
+    }
+
+    std::size_t add_table(std::size_t level)
+    {
+        const std::size_t offset = _bytes.size();
+        _bytes.resize(offset + (entry_size << _levels[level]));
+        return offset;
+    }
+
+    // Where the record's offset belongs: an entry of a table of the last level.
+    std::size_t place_of(std::size_t root, unsigned id)
+    {
+        std::size_t table = root;
+        for (std::size_t level = 0;; ++level) {
+            const unsigned index = id >> bits_below(_levels, level + 1) & ((1u << _levels[level]) - 1);
+            const std::size_t place = table + index * entry_size;
+            if (level + 1 == level_count(_levels)) {
+                return place;
+            }
+            if (entry(place) == 0) {
+                const std::size_t next = add_table(level + 1);
+                put(place, static_cast<std::uint32_t>(next), entry_size);
+            }
+            table = entry(place);
+        }
+    }
+
+    std::size_t add_record(const std::string & text)
+    {
+        const auto known = _records.find(text);
+        if (known != _records.end()) {
+            return known->second;
+        }
+        _bytes.resize(_bytes.size() + _bytes.size() % 2); // the length is read as a whole
+        const std::size_t offset = _bytes.size();
+        _bytes.resize(offset + 2);
+        put(offset, static_cast<std::uint32_t>(text.size()), 2);
+        _bytes.insert(_bytes.end(), text.begin(), text.end());
+        _records.emplace(text, offset);
+        return offset;
+    }
+
+    const a_level_bits _levels;
+    std::vector<std::uint8_t> _bytes = std::vector<std::uint8_t>(res_header_size);
+    std::vector<std::pair<std::size_t, const std::string *>> _places;
+    std::map<std::string, std::size_t> _records;
+};
+
+} // namespace
+
+a_level_bits smallest_levels(const a_string_map & strings)
+{
+    const std::vector<a_level_bits> candidates = all_levels();
+    return *std::min_element(candidates.begin(), candidates.end(),
+                             [&strings](const a_level_bits & one, const a_level_bits & other) {
+                                 return tables_size(strings, one) < tables_size(strings, other);
+                             });
+}
+
+std::vector<std::uint8_t> make_res_file(const a_string_map & strings, const a_level_bits & levels)
+{
+    return Writer(strings, levels).take();
+}
