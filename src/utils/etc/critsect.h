@@ -22,6 +22,17 @@ inline void unlock_critical_sect(const a_critical_sect & cs) ORV_RELEASE(cs) ORV
     }
 }
 
+// A critical section that an object owns from its construction to its destruction.
+struct ORV_CAPABILITY("critical section") a_critical_sect_mutex : a_critical_sect {
+    a_critical_sect_mutex() : a_critical_sect()
+    {
+        (void)ut_safe_pthread_mutex_init(this, nullptr);
+    }                                                                       // see above
+    ~a_critical_sect_mutex() { (void)ut_safe_pthread_mutex_destroy(this); } // held by nobody any more
+    a_critical_sect_mutex(const a_critical_sect_mutex &) = delete;
+    a_critical_sect_mutex & operator=(const a_critical_sect_mutex &) = delete;
+};
+
 class ORV_SCOPED_CAPABILITY CritSectGuard {
 public:
     explicit CritSectGuard(const a_critical_sect & cs) ORV_ACQUIRE(cs) : _cs(cs) { lock_critical_sect(cs); }
