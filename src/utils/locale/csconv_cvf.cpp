@@ -4,6 +4,7 @@
 
 #include "utils/etc/fileutil.h"
 #include "utils/etc/posixio.h"
+#include "utils/lang/wlangnam.h"
 #include "utils/locale/utlocale.h"
 
 namespace {
@@ -69,13 +70,6 @@ bool find_pair(FILE * file, uint32 num_charsets, const CharsetInfo * dest_csinfo
     return pair->is_known();
 }
 
-// Where the installed file is. Nothing searches for installed files so far, so there is none.
-bool find_file(char (&path)[PATH_BUFFER_SIZE])
-{
-    path[0] = '\0';
-    return false;
-}
-
 // Closes what was opened.
 class FileGuard {
 public:
@@ -129,7 +123,7 @@ a_bool UTLocale::read_cvf_conversion_table(a_byte * upper128, const CharsetInfo 
                                            const CharsetInfo * src_csinfo)
 {
     char path[PATH_BUFFER_SIZE];
-    if (!find_file(path)) {
+    if (LS_QualifyOrvAnyFile(LS_RESOURCE, CVF_FILE_NAME, path, sizeof(path), defaultQualifyCB, 0) == 0) {
         return FALSE;
     }
     const FileGuard file(_posix_fopen(path, "rb"));

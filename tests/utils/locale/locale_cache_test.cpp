@@ -1,16 +1,20 @@
 #include "utils/locale/utlocale.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <future>
 #include <thread>
+#include <typeinfo>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "support/scoped_environment.h"
+#include "utils/locale/csconv_sbcs.h"
+#include "utils/locale/csconvert.h"
 #include "utils/locale/uticu.h"
 
 // What the caches hold, for a test on one thread.
@@ -89,11 +93,28 @@ TEST(ByteMaps, PairsThatCanHaveNoMapLeaveNoEntry)
     EXPECT_EQ(UTLocaleInspector::entries(locale), 0U);
 }
 
+// A build tree has a conversion file with all pairs, where a program in it finds it.
+TEST(ByteMaps, ComeFromTheInstalledFile)
+{
+    UTLocale locale;
+    const CharsetInfo * const latin1 = UTLocale::GetCharsetInfoFromLabel("windows-1252", CS_STD_ANY);
+    const CharsetInfo * const cp850 = UTLocale::GetCharsetInfoFromLabel("IBM850", CS_STD_ANY);
+    CharsetConverter conv(&locale, cp850, latin1);
+    const CharsetConverterBase & chosen = conv.conv();
+    EXPECT_TRUE(typeid(chosen) == typeid(BytemapCharsetConverter));
+    const a_byte text[] = {0xE9, 't', 0xE9};
+    a_byte out[3] = {};
+    size_t written = 0;
+    EXPECT_EQ(conv.Convert(out, sizeof(out), &written, text, sizeof(text)), ORV_CONV_OK);
+    EXPECT_TRUE(written == 3 && out[0] == 0x82 && out[1] == 't' && out[2] == 0x82);
+    EXPECT_EQ(UTLocaleInspector::entries(locale), 1U);
+}
+
 TEST(ByteMaps, AFailureIsRememberedOnce)
 {
     UTLocale locale;
-    for (int i = 0; i < 3; i++) {
-        EXPECT_EQ(locale.GetConversionTable(row(1), row(2), TRUE, TRUE), nullptr);
+    for (const a_bool allow_cvf : {FALSE, TRUE, TRUE}) {
+        EXPECT_EQ(locale.GetConversionTable(row(1), row(2), allow_cvf, TRUE), nullptr);
         EXPECT_EQ(UTLocaleInspector::entries(locale), 1U);
     }
     const auto entries = UTLocaleInspector::bucket(locale, 2);
@@ -177,6 +198,7 @@ TEST(LocaleCaches, ManyThreadsThatAskForEverythingGetTheSameTables)
     constexpr int ROWS = static_cast<int>(UTLocale::NUM_CHARSETS);
     UTLocale locale;
     std::vector<std::vector<const uint16 *>> maps(THREADS, std::vector<const uint16 *>(ROWS));
+    std::vector<std::vector<const ConversionTable *>> tables(THREADS);
     std::atomic<int> waiting{THREADS};
     const auto ask = [&](int number) {
         waiting--;
@@ -187,8 +209,12 @@ TEST(LocaleCaches, ManyThreadsThatAskForEverythingGetTheSameTables)
             const int at = (i + number * 7) % ROWS;
             maps[number][at] = locale.FindOrLoadSBCSToUTF16(row(at));
             for (int j = 0; j < ROWS; j++) {
-                EXPECT_EQ(locale.GetConversionTable(row(at), row((j + number * 11) % ROWS), TRUE, TRUE),
-                          nullptr);
+                const int from = (j + number * 11) % ROWS;
+                const ConversionTable * const table =
+                    locale.GetConversionTable(row(at), row(from), TRUE, TRUE);
+                tables[number][at * ROWS + from] = table;
+                EXPECT_TRUE(table == nullptr || (table->_map[65] == 'A' && table->_dest_csinfo == row(at) &&
+                                                 table->_src_csinfo == row(from)));
             }
             if (maps[number][at] != nullptr) {
                 EXPECT_EQ(maps[number][at][65], 'A');
@@ -199,6 +225,7 @@ TEST(LocaleCaches, ManyThreadsThatAskForEverythingGetTheSameTables)
     std::vector<std::thread> threads;
     threads.reserve(THREADS);
     for (int i = 0; i < THREADS; i++) {
+        tables[i].resize(ROWS * ROWS);
         threads.emplace_back(ask, i);
     }
     for (std::thread & thread : threads) {
@@ -206,8 +233,10 @@ TEST(LocaleCaches, ManyThreadsThatAskForEverythingGetTheSameTables)
     }
     for (int i = 1; i < THREADS; i++) {
         EXPECT_EQ(maps[i], maps[0]);
+        EXPECT_EQ(tables[i], tables[0]);
     }
     EXPECT_EQ(UTLocaleInspector::entries(locale), 41U * 40U) << "one entry for each pair";
+    EXPECT_EQ(std::count(tables[0].begin(), tables[0].end(), nullptr), ROWS * ROWS - 41 * 40);
 }
 
 TEST(LocaleLifecycle, CachesStartAgainAfterFini)
