@@ -1,36 +1,29 @@
-// orvres - compiles the texts of a language to the file that the link library reads.
+// orvres - language files of the message link: compiles them from PO files, turns them back, and checks them.
 //
 // Exit status: 0; 1 if the input fails, after a line on standard error for each fault, and with no output
 // file; 2 for a wrong call.
 
-#include <algorithm>
 #include <cstdio>
 #include <fstream>
+#include <iterator>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
-#include "tools/lang/charset_text.h"
-#include "tools/lang/po_texts.h"
-#include "tools/lang/res_file.h"
+#include "tools/lang/lang_file.h"
 
 namespace {
 
 constexpr int exit_failure = 1;
 constexpr int exit_usage = 2;
 
-// The library refuses files of an older version.
-constexpr int oldest_version = 160;
-
-// Bytes. A template in the character set of the process is fetched into 512 bytes with its terminator, and
-// UTF-8 is the longest form that it can take there.
-constexpr std::size_t max_converted_length = 511;
-
 struct a_command_line {
     std::string language;
     std::string charset;
     int version = 0;
+    std::string english;
     std::string input;
     std::string output;
     int code = 0;
@@ -44,65 +37,6 @@ int report(const std::string & file, const std::vector<std::string> & faults)
     return faults.empty() ? 0 : exit_failure;
 }
 
-const CharsetInfo * usable_charset(const std::string & label)
-{
-    const CharsetInfo * const charset = UTLocale::GetCharsetInfoFromLabel(label.c_str(), CS_STD_ANY);
-    return charset != nullptr && charset->min_char_size() == 1 && unambiguous_label(*charset) != nullptr
-               ? charset
-               : nullptr;
-}
-
-// The string by which a file tells its character set and language: eight bytes of any prefix come first.
-std::string charset_string(const CharsetInfo & charset, const std::string & language)
-{
-    return std::string("charset=") + unambiguous_label(charset) + ";language=" + language;
-}
-
-// English texts are the fallback of all languages and are read with the character set of the other language's
-// file.
-bool is_ascii(const std::string & text)
-{
-    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<signed char>(c) >= 0; });
-}
-
-std::string encoded_length_fault(const std::string & encoded, const std::string & utf8)
-{
-    if (encoded.size() > max_text_length) {
-        return std::to_string(encoded.size()) + " bytes, longer than " + std::to_string(max_text_length);
-    }
-    if (utf8.size() > max_converted_length) {
-        return std::to_string(utf8.size()) + " bytes in UTF-8, longer than " +
-               std::to_string(max_converted_length);
-    }
-    return {};
-}
-
-// The strings of a file; each fault goes to `texts.faults`. A text without a translation stays out: the
-// library finds it in the English file.
-a_string_map strings_of(a_po_result & texts, const CharsetInfo & charset, const a_command_line & line)
-{
-    const bool english = line.language == "en";
-    a_string_map strings;
-    for (const a_po_text & entry : texts.texts) {
-        if (!english && !entry.translated) {
-            continue;
-        }
-        a_converted_text encoded = encode_text(charset, entry.text);
-        std::string & fault = encoded.fault;
-        if (fault.empty()) {
-            fault = english && !is_ascii(entry.text) ? "an English text that isn't ASCII"
-                                                     : encoded_length_fault(encoded.text, entry.text);
-        }
-        if (!fault.empty()) {
-            texts.faults.push_back(std::to_string(entry.id) + ": " + fault);
-        }
-        strings[entry.id] = std::move(encoded.text);
-    }
-    strings[res_version_id] = std::to_string(line.version);
-    strings[res_charset_id] = charset_string(charset, line.language);
-    return strings;
-}
-
 bool write_file(const std::string & path, const std::vector<std::uint8_t> & bytes)
 {
     std::ofstream file(path, std::ios::binary);
@@ -113,51 +47,115 @@ bool write_file(const std::string & path, const std::vector<std::uint8_t> & byte
 
 int compile(const a_command_line & line)
 {
-    const CharsetInfo * const charset = usable_charset(line.charset);
+    const CharsetInfo * const charset = lang_file_charset(line.charset);
     if (charset == nullptr) {
         return report(line.charset, {"no character set of language files"});
     }
-    a_po_result texts = read_po_texts(line.input.c_str());
-    const a_string_map strings = strings_of(texts, *charset, line);
-    if (!texts.faults.empty()) {
-        return report(line.input, texts.faults);
+    const a_compiled_file compiled =
+        compile_lang_file(read_po_texts(line.input.c_str()), *charset, line.language, line.version);
+    if (!compiled.faults.empty()) {
+        return report(line.input, compiled.faults);
     }
-    if (!write_file(line.output, make_res_file(strings, smallest_levels(strings)))) {
+    if (!write_file(line.output, compiled.bytes)) {
         (void)std::remove(line.output.c_str()); // half a file is worse than none
         return report(line.output, {"can't be written"});
     }
     return 0;
 }
 
+// The file, held against the English texts if the call names them. None after a fault, which is reported
+// then.
+std::optional<a_lang_file> read_input(const a_command_line & line)
+{
+    std::optional<a_po_result> english;
+    if (!line.english.empty()) {
+        english = read_po_texts(line.english.c_str());
+        if (report(line.english, english->faults) != 0) {
+            return std::nullopt;
+        }
+    }
+    std::ifstream file(line.input, std::ios::binary);
+    if (!file) {
+        (void)report(line.input, {"can't be read"});
+        return std::nullopt;
+    }
+    const std::vector<char> content{std::istreambuf_iterator<char>(file), {}};
+    const std::vector<std::uint8_t> bytes(content.begin(), content.end());
+    a_lang_file result = read_lang_file(bytes, english ? &*english : nullptr);
+    if (report(line.input, result.faults) != 0) {
+        return std::nullopt;
+    }
+    return result;
+}
+
+int dump(const a_command_line & line)
+{
+    const std::optional<a_lang_file> file = read_input(line);
+    if (!file) {
+        return exit_failure;
+    }
+    const std::string header = "Language: " + file->language +
+                               "\nX-Strings-Version: " + std::to_string(file->version) +
+                               "\nX-Charset: " + file->charset->orv_label() + "\n";
+    const std::string fault = write_po_texts(line.output.c_str(), header, file->texts);
+    return fault.empty() ? 0 : report(line.output, {fault});
+}
+
+std::string known_language(const std::string & label)
+{
+    const LanguageInfo * const row = UTLocale::GetLanguageInfoFromLabel(label.c_str());
+    return row != nullptr && label == row->iso_label() ? "" : label + " is no language of the catalogue";
+}
+
 void add_compile(CLI::App & app, a_command_line & line)
 {
     CLI::App & command = *app.add_subcommand("compile", "Write the language file for a PO file");
-    const auto known_language = [](const std::string & label) {
-        const LanguageInfo * const row = UTLocale::GetLanguageInfoFromLabel(label.c_str());
-        return row != nullptr && label == row->iso_label() ? std::string{}
-                                                           : label + " is no language of the catalogue";
-    };
     command.add_option("--language", line.language, "Two letters, as in the file's name")
         ->check(known_language)
         ->required();
     command.add_option("--charset", line.charset, "Character set of the file, by any of its names")
         ->required();
     command.add_option("--version", line.version, "Version of the texts")
-        ->check(CLI::Range(oldest_version, 999999999))
+        ->check(CLI::Range(oldest_strings_version, 999999999))
         ->required();
     command.add_option("-o,--output", line.output, "File to write")->required();
     command.add_option("PO", line.input, "File with the texts")->required();
     command.callback([&line] { line.code = compile(line); });
 }
 
+void add_input(CLI::App & command, a_command_line & line)
+{
+    command.add_option("--english", line.english,
+                       "PO file with the English texts, to hold the texts against");
+    command.add_option("FILE", line.input, "Language file")->required();
+}
+
+void add_dump(CLI::App & app, a_command_line & line)
+{
+    CLI::App & command = *app.add_subcommand("dump", "Write the texts of a language file as a PO file");
+    line.output = "-";
+    command.add_option("-o,--output", line.output, "File to write; default: standard output");
+    add_input(command, line);
+    command.callback([&line] { line.code = dump(line); });
+}
+
+void add_check(CLI::App & app, a_command_line & line)
+{
+    CLI::App & command = *app.add_subcommand("check", "Look at everything in a language file");
+    add_input(command, line);
+    command.callback([&line] { line.code = read_input(line) ? 0 : exit_failure; });
+}
+
 } // namespace
 
 int main(int argc, char ** argv)
 {
-    CLI::App app("Compiles language files of the message link", "orvres");
+    CLI::App app("Compiles, dumps and checks language files of the message link", "orvres");
     app.require_subcommand(1);
     a_command_line line;
     add_compile(app, line);
+    add_dump(app, line);
+    add_check(app, line);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError & error) {

@@ -62,34 +62,6 @@ struct an_iterator_deleter {
 using a_po_file = std::unique_ptr<std::remove_pointer_t<po_file_t>, a_po_file_deleter>;
 using a_po_iterator = std::unique_ptr<std::remove_pointer_t<po_message_iterator_t>, an_iterator_deleter>;
 
-// The placeholders of a text, such as "%1!d!". A percent sign that is neither part of one nor doubled is a
-// fault.
-std::vector<std::string> placeholders(const std::string & text, std::string & fault)
-{
-    static const std::regex placeholder("^%[1-9](!(s|d|c|u|ld|lu|lld|llu|4x|8x|at)!)?");
-    std::vector<std::string> found;
-    for (std::size_t pos = text.find('%'); pos != std::string::npos; pos = text.find('%', pos)) {
-        std::smatch match;
-        if (text.compare(pos, 2, "%%") == 0) {
-            pos += 2;
-        } else if (std::regex_search(text.begin() + static_cast<std::ptrdiff_t>(pos), text.end(), match,
-                                     placeholder)) {
-            found.push_back(match.str());
-            pos += found.back().size();
-        } else {
-            fault =
-                "a percent sign at offset " + std::to_string(pos) + " is neither a placeholder nor doubled";
-            return found;
-        }
-        // Else the formatter would take the end of one for the beginning of the other's tag.
-        if (pos < text.size() && text[pos] == '!' && text[pos - 1] != '!') {
-            fault = "an unknown tag behind " + found.back();
-            return found;
-        }
-    }
-    return found;
-}
-
 // The part of the comments that tells the arguments.
 std::string arguments_line(const std::string & comments)
 {
@@ -126,25 +98,6 @@ std::string translation_fault(const a_po_text & entry)
 bool is_control(char c)
 {
     return static_cast<unsigned char>(c) < ' ' || c == '\x7f';
-}
-
-std::string text_fault(const a_po_text & entry)
-{
-    if (entry.id == version_id || entry.id == charset_id) {
-        return "this number belongs to the language files themselves";
-    }
-    if (entry.text.empty()) {
-        return "an empty text";
-    }
-    if (entry.english.size() > max_text_length) {
-        return "a text of " + std::to_string(entry.english.size()) + " bytes, longer than " +
-               std::to_string(max_text_length);
-    }
-    if (std::any_of(entry.text.begin(), entry.text.end(), is_control)) {
-        return "a control character";
-    }
-    const std::string fault = placeholder_fault(entry.text, entry.comments);
-    return fault.empty() ? translation_fault(entry) : fault;
 }
 
 void read_entry(po_message_t message, a_po_result & result)
@@ -206,6 +159,51 @@ void sort_and_find_duplicates(a_po_result & result)
 
 } // namespace
 
+std::vector<std::string> placeholders(const std::string & text, std::string & fault)
+{
+    static const std::regex placeholder("%[1-9](!(s|d|c|u|ld|lu|lld|llu|4x|8x|at)!)?");
+    std::vector<std::string> found;
+    for (std::size_t pos = text.find('%'); pos != std::string::npos; pos = text.find('%', pos)) {
+        std::smatch match;
+        if (text.compare(pos, 2, "%%") == 0) {
+            pos += 2;
+        } else if (std::regex_search(text.begin() + static_cast<std::ptrdiff_t>(pos), text.end(), match,
+                                     placeholder, std::regex_constants::match_continuous)) {
+            found.push_back(match.str());
+            pos += found.back().size();
+        } else {
+            fault =
+                "a percent sign at offset " + std::to_string(pos) + " is neither a placeholder nor doubled";
+            return found;
+        }
+        // Else the formatter would take the end of one for the beginning of the other's tag.
+        if (pos < text.size() && text[pos] == '!' && text[pos - 1] != '!') {
+            fault = "an unknown tag behind " + found.back();
+            return found;
+        }
+    }
+    return found;
+}
+
+std::string text_fault(const a_po_text & entry)
+{
+    if (entry.id == version_id || entry.id == charset_id) {
+        return "this number belongs to the language files themselves";
+    }
+    if (entry.text.empty()) {
+        return "an empty text";
+    }
+    if (entry.english.size() > max_text_length) {
+        return "a text of " + std::to_string(entry.english.size()) + " bytes, longer than " +
+               std::to_string(max_text_length);
+    }
+    if (std::any_of(entry.text.begin(), entry.text.end(), is_control)) {
+        return "a control character";
+    }
+    const std::string fault = placeholder_fault(entry.text, entry.comments);
+    return fault.empty() ? translation_fault(entry) : fault;
+}
+
 std::string placeholder_fault(const std::string & text, const std::string & comments)
 {
     std::string fault;
@@ -245,4 +243,32 @@ a_po_result read_po_texts(const char * path)
     }
     current_faults = nullptr;
     return result;
+}
+
+std::string write_po_texts(const char * path, const std::string & header,
+                           const std::vector<a_po_text> & texts)
+{
+    std::vector<std::string> faults;
+    current_faults = &faults;
+    const a_po_file file(po_file_create());
+    const a_po_iterator iterator(po_message_iterator(file.get(), nullptr));
+    const auto insert = [&iterator](const std::string & english, const std::string & translation) {
+        po_message_t message = po_message_create();
+        po_message_set_msgid(message, english.c_str());
+        po_message_set_msgstr(message, translation.c_str());
+        po_message_insert(iterator.get(), message);
+        return message;
+    };
+    insert("", header + "MIME-Version: 1.0\nContent-Type: text/plain; charset=UTF-8\n"
+                        "Content-Transfer-Encoding: 8bit\n");
+    for (const a_po_text & entry : texts) {
+        po_message_t message = insert(entry.english, entry.translated ? entry.text : "");
+        po_message_set_msgctxt(message, std::to_string(entry.id).c_str());
+        po_message_set_extracted_comments(message, entry.comments.c_str());
+    }
+    if (po_file_write(file.get(), path, &handler) == nullptr && faults.empty()) {
+        faults.push_back(std::string(path) + " can't be written");
+    }
+    current_faults = nullptr;
+    return faults.empty() ? std::string{} : faults[0];
 }

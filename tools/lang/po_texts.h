@@ -28,6 +28,19 @@ constexpr std::size_t max_text_length = 255;
 
 [[nodiscard]] a_po_result read_po_texts(const char * path);
 
-// What is wrong with the placeholders of `text`, given the translator comments with the line "Arguments:
+// Writes the texts as a PO file, "-" for standard output; `header` is whole lines of "Field: value". What
+// went wrong, empty for nothing.
+[[nodiscard]] std::string write_po_texts(const char * path, const std::string & header,
+                                         const std::vector<a_po_text> & texts);
+
+// The placeholders of a text, such as "%1!d!", in its order. A percent sign that is neither part of one nor
+// doubled goes to `fault`, which is empty otherwise; the result is of no use then.
+[[nodiscard]] std::vector<std::string> placeholders(const std::string & text, std::string & fault);
+
+// What is wrong with a text and its translation but for the comments and the language; empty for nothing.
+[[nodiscard]] std::string text_fault(const a_po_text & entry);
+
+// What is wrong with the placeholders of `text` itself, given the translator comments with the line
+// "Arguments:
 // ..."; empty for nothing.
 [[nodiscard]] std::string placeholder_fault(const std::string & text, const std::string & comments);

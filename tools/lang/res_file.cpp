@@ -26,7 +26,10 @@ std::size_t tables_size(const a_string_map & strings, const a_level_bits & level
 {
     std::size_t size = 0;
     for (std::size_t level = 0; level < level_count(levels); ++level) {
-        std::set<unsigned> tables{0}; // the root table is there without a string
+        std::set<unsigned> tables;
+        if (level == 0) {
+            tables.insert(0); // there without a string, too
+        }
         for (const auto & [id, text] : strings) {
             tables.insert(static_cast<unsigned>(id) >> bits_below(levels, level));
         }
@@ -139,6 +142,101 @@ private:
     std::map<std::string, std::size_t> _records;
 };
 
+class Reader {
+public:
+    explicit Reader(std::span<const std::uint8_t> file) : _file(file) {}
+
+    a_res_contents take()
+    {
+        if (header_is_good()) {
+            read_table(0, number(16, 4), 0);
+        }
+        return std::move(_result);
+    }
+
+private:
+    void fault(const std::string & text)
+    {
+        constexpr std::size_t most_faults = 100; // every entry of a hostile file can be one
+        if (_result.faults.size() < most_faults) {
+            _result.faults.push_back(text);
+        }
+    }
+
+    [[nodiscard]] std::uint32_t number(std::size_t offset, std::size_t size) const
+    {
+        std::uint32_t value = 0;
+        for (std::size_t i = size; i-- > 0;) {
+            value = value << 8 | _file[offset + i];
+        }
+        return value;
+    }
+
+    bool header_is_good()
+    {
+        if (_file.size() < res_header_size) {
+            fault("shorter than a header");
+            return false;
+        }
+        if (number(0, 4) != res_signature || number(4, 4) != res_endian_detect ||
+            number(8, 4) != res_format_version) {
+            fault("not a language file of this format and byte order");
+            return false;
+        }
+        a_level_bits & levels = _result.levels;
+        std::copy_n(_file.begin() + 12, levels.size(), levels.begin());
+        const std::size_t used = level_count(levels);
+        if (std::accumulate(levels.begin(), levels.end(), 0u) != number_bits ||
+            bits_below(levels, used) != 0) {
+            fault("the widths of the levels aren't 16 bits together, unused levels last");
+            return false;
+        }
+        return true;
+    }
+
+    [[nodiscard]] bool inside(std::size_t offset, std::size_t size) const
+    {
+        return offset >= res_header_size && offset <= _file.size() && size <= _file.size() - offset;
+    }
+
+    // `first` is the lowest number below this table. Levels end, so a circle of offsets does.
+    void read_table(std::size_t level, std::size_t offset, unsigned first)
+    {
+        const std::size_t entries = std::size_t{1} << _result.levels[level];
+        if (!inside(offset, entries * entry_size)) {
+            fault("the table of level " + std::to_string(level + 1) + " for numbers from " +
+                  std::to_string(first) + " isn't inside the file: offset " + std::to_string(offset));
+            return;
+        }
+        const unsigned below = bits_below(_result.levels, level + 1);
+        for (std::size_t i = 0; i < entries; ++i) {
+            const std::uint32_t next = number(offset + i * entry_size, entry_size);
+            const unsigned id = first | static_cast<unsigned>(i << below);
+            if (next != 0 && below != 0) {
+                read_table(level + 1, next, id);
+            } else if (next != 0) {
+                read_record(next, id);
+            }
+        }
+    }
+
+    void read_record(std::size_t offset, unsigned id)
+    {
+        const bool has_length = inside(offset, 2);
+        const std::size_t length = has_length ? number(offset, 2) : 0;
+        if (!has_length || !inside(offset, 2 + length)) {
+            fault(std::to_string(id) + ": its record isn't inside the file: offset " +
+                  std::to_string(offset) + ", length " + std::to_string(length));
+            return;
+        }
+        const auto * const text = reinterpret_cast<const char *>(_file.data() + offset + 2);
+        _result.strings.emplace(static_cast<std::uint16_t>(id), std::string_view(text, length));
+    }
+
+    const std::span<const std::uint8_t> _file;
+    a_res_contents _result;
+};
+
 } // namespace
 
 a_level_bits smallest_levels(const a_string_map & strings)
@@ -153,4 +251,9 @@ a_level_bits smallest_levels(const a_string_map & strings)
 std::vector<std::uint8_t> make_res_file(const a_string_map & strings, const a_level_bits & levels)
 {
     return Writer(strings, levels).take();
+}
+
+a_res_contents read_res_file(std::span<const std::uint8_t> file)
+{
+    return Reader(file).take();
 }

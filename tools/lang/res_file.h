@@ -11,6 +11,7 @@
 #include <map>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // The width of each level of the tree in bits, first level first; unused levels hold 0.
@@ -36,3 +37,13 @@ constexpr std::uint16_t res_charset_id = 8643;
 // The same strings give the same bytes.
 [[nodiscard]] std::vector<std::uint8_t> make_res_file(const a_string_map & strings,
                                                       const a_level_bits & levels);
+
+struct a_res_contents {
+    a_level_bits levels{};
+    std::map<std::uint16_t, std::string_view> strings; // they lie in the file's bytes
+    std::vector<std::string> faults;
+};
+
+// Takes a file apart and believes nothing in it. Each fault is a line, the first hundred of them; `strings`
+// holds what is whole nevertheless.
+[[nodiscard]] a_res_contents read_res_file(std::span<const std::uint8_t> file);
