@@ -136,10 +136,10 @@ ORVICU_EXPORT void ucnv_setToUCallBack_3_4(UConverter * converter, UConverterToU
 ORVICU_EXPORT UBool u_isUWhiteSpace_3_4(UChar32 c);
 
 // Opens a collator for a locale text, which may carry options as keywords ("de@collation=phonebook"). After
-// success *locale_error tells how the locale without its options was served (U_USING_FALLBACK_WARNING: by a
-// less special one; U_USING_DEFAULT_WARNING: by the root) and *options_error how its collation type was
-// (U_USING_DEFAULT_WARNING: not known there, so the locale's usual one serves). After failure the result is
-// null and one of the two holds the error.
+// success *locale_error tells how the locale was served (U_USING_FALLBACK_WARNING: by a less special one;
+// U_USING_DEFAULT_WARNING: by the root, as for the many languages that need no tailoring) and *options_error
+// how the collation type asked for was (U_USING_DEFAULT_WARNING: it isn't known there, and the locale's usual
+// one serves). After failure the result is null and one of the two holds the error.
 ORVICU_EXPORT UCollator * ORV_ucol_open(const char * locale, UErrorCode * locale_error,
                                         UErrorCode * options_error);
 

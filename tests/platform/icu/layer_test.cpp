@@ -1,0 +1,185 @@
+// The companion as the link library meets it: its symbols, the names it opens, the codes it leaves.
+
+#include <cstdio>
+#include <set>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <unicode/ustring.h>
+
+#include "icu/orvicu.h"
+#include "utils/locale/utlocale.h"
+
+namespace {
+
+std::set<std::string> ExportsOf(const std::string & library)
+{
+    const std::string command = "nm -D --defined-only " + library;
+    FILE * pipe = popen(command.c_str(), "r");
+    EXPECT_NE(pipe, nullptr);
+    std::set<std::string> names;
+    char line[256];
+    while (fgets(line, sizeof line, pipe) != nullptr) {
+        char name[128];
+        EXPECT_EQ(sscanf(line, "%*s %*s %127s", name), 1) << line;
+        names.insert(name);
+    }
+    EXPECT_EQ(pclose(pipe), 0);
+    return names;
+}
+
+const std::set<std::string> ENTRY_POINTS = {"ucnv_open_3_4",
+                                            "ucnv_resetToUnicode_3_4",
+                                            "ucnv_resetFromUnicode_3_4",
+                                            "ucnv_close_3_4",
+                                            "ucnv_toUnicode_3_4",
+                                            "ucnv_fromUnicode_3_4",
+                                            "ucnv_setFallback_3_4",
+                                            "ucol_open_3_4",
+                                            "ucol_close_3_4",
+                                            "ucol_setAttribute_3_4",
+                                            "ucol_setStrength_3_4",
+                                            "ucol_getSortKeyPrefix",
+                                            "ucol_getSortKeyPrefixSBCS",
+                                            "ucol_getSortKeyPrefixUTF8",
+                                            "u_isUAlphabetic_3_4",
+                                            "u_getIntPropertyValue_3_4",
+                                            "u_isWhitespace_3_4",
+                                            "uiter_setUTF8_3_4",
+                                            "ucol_strcoll_3_4",
+                                            "ucol_strcoll_sbcs",
+                                            "ucol_strcollIter_3_4",
+                                            "ORV_strToUpper",
+                                            "ORV_strToLower",
+                                            "u_strToLower_3_4",
+                                            "u_strToUpper_3_4",
+                                            "uloc_canonicalize_3_4",
+                                            "ORVGetICUDataset",
+                                            "ucnv_setFromUCallBack_3_4",
+                                            "ucnv_setToUCallBack_3_4",
+                                            "u_isUWhiteSpace_3_4",
+                                            "ORV_ucol_open",
+                                            "uiter_setFragmentedSBCS",
+                                            "uiter_setFragmentedUTF8Simple"};
+
+// Bytes 0 to 255, each taken through the converter and back.
+void ExpectBytesRoundTrip(UConverter * converter, const CharsetInfo & row)
+{
+    for (unsigned byte = 0; byte < 256; byte++) {
+        const char source[1] = {static_cast<char>(byte)};
+        const char * from = source;
+        UChar unit = 0;
+        UChar * to = &unit;
+        UErrorCode error = U_ZERO_ERROR;
+        ucnv_toUnicode_3_4(converter, &to, &unit + 1, &from, source + 1, nullptr, 1, &error);
+        EXPECT_EQ(error, U_ZERO_ERROR);
+        EXPECT_EQ(unit, byte < 0x80 ? byte : row.to_utf16_upper128()[byte - 0x80]) << byte;
+        const UChar * back_from = &unit;
+        char back[1] = {0};
+        char * back_to = back;
+        ucnv_fromUnicode_3_4(converter, &back_to, back + 1, &back_from, &unit + 1, nullptr, 1, &error);
+        EXPECT_EQ(error, U_ZERO_ERROR);
+        EXPECT_EQ(back[0], source[0]) << byte;
+    }
+}
+
+} // namespace
+
+TEST(IcuLayer, ExportsNothingButTheEntryPoints)
+{
+    ASSERT_EQ(ENTRY_POINTS.size(), 33u);
+    for (const char * name : {"/lib64/liborvicu16_r.so", "/lib64/liborvicu16.so"}) {
+        EXPECT_EQ(ExportsOf(ORV_BUILD_DIR + std::string(name)), ENTRY_POINTS) << name;
+    }
+}
+
+// A warning already counts as failure with the link library.
+TEST(IcuLayer, NoNameOfTheCatalogueOpensWithAWarning)
+{
+    for (const CharsetInfo & row : UTLocale::_charset_info) {
+        UErrorCode error = U_ZERO_ERROR;
+        UConverter * converter = ucnv_open_3_4(row.icu_label(), &error);
+        EXPECT_NE(converter, nullptr) << row.icu_label();
+        EXPECT_EQ(error, U_ZERO_ERROR) << row.icu_label() << ' ' << u_errorName(error);
+        ucnv_close_3_4(converter);
+    }
+}
+
+TEST(IcuLayer, OwnTablesLoseNoByte)
+{
+    for (const size_t number : {20, 50}) {
+        const CharsetInfo & row = UTLocale::_charset_info[number];
+        UErrorCode error = U_ZERO_ERROR;
+        UConverter * converter = ucnv_open_3_4(row.icu_label(), &error);
+        ASSERT_EQ(error, U_ZERO_ERROR) << row.icu_label();
+        ExpectBytesRoundTrip(converter, row);
+        // An unknown character becomes the catalogue's substitution byte.
+        const UChar snowman[] = {0x2603};
+        char dest[4];
+        EXPECT_EQ(ucnv_fromUChars(converter, dest, sizeof dest, snowman, 1, &error), 1);
+        EXPECT_EQ(static_cast<a_byte>(dest[0]), row._substitution_character[0]);
+        ucnv_close_3_4(converter);
+    }
+}
+
+TEST(IcuLayer, UnknownNamesAndFailedCallsOpenNothing)
+{
+    UErrorCode error = U_ZERO_ERROR;
+    EXPECT_EQ(ucnv_open_3_4("macos-6-10", &error), nullptr);
+    EXPECT_EQ(error, U_FILE_ACCESS_ERROR);
+    error = U_ILLEGAL_ARGUMENT_ERROR; // of an earlier call
+    EXPECT_EQ(ucnv_open_3_4("macos-6-10.2", &error), nullptr);
+    EXPECT_EQ(error, U_ILLEGAL_ARGUMENT_ERROR);
+    EXPECT_EQ(ucnv_open_3_4("macos-6-10.2", nullptr), nullptr);
+    UErrorCode other = U_ZERO_ERROR;
+    EXPECT_EQ(ORV_ucol_open("de", &error, &other), nullptr);
+}
+
+TEST(IcuLayer, CollatorsTellTheirLocaleAndTheirTypeApart)
+{
+    struct a_row {
+        const char * locale;
+        UErrorCode locale_error;
+        UErrorCode options_error;
+    };
+    constexpr a_row ROWS[] = {
+        {"", U_ZERO_ERROR, U_ZERO_ERROR},
+        {"sv", U_ZERO_ERROR, U_ZERO_ERROR},
+        {"sv_SE", U_USING_FALLBACK_WARNING, U_ZERO_ERROR},
+        {"xx", U_USING_DEFAULT_WARNING, U_ZERO_ERROR},
+        {"sv@collation=stroke", U_ZERO_ERROR, U_USING_DEFAULT_WARNING},
+        {"de@collation=phonebook", U_ZERO_ERROR, U_ZERO_ERROR},
+        {"de_AT@collation=phonebook", U_ZERO_ERROR, U_ZERO_ERROR},
+        {"de@collation=stroke", U_USING_DEFAULT_WARNING, U_USING_DEFAULT_WARNING},
+        {"zh@collation=gb2312han", U_ZERO_ERROR, U_ZERO_ERROR},
+        {"@collation=phonebook", U_ZERO_ERROR, U_USING_DEFAULT_WARNING},
+        {"de@colStrength=bogus", U_USING_DEFAULT_WARNING, U_ILLEGAL_ARGUMENT_ERROR},
+    };
+    for (const a_row & row : ROWS) {
+        UErrorCode locale_error = U_ZERO_ERROR;
+        UErrorCode options_error = U_ZERO_ERROR;
+        UCollator * collator = ORV_ucol_open(row.locale, &locale_error, &options_error);
+        EXPECT_EQ(locale_error, row.locale_error) << row.locale << ' ' << u_errorName(locale_error);
+        EXPECT_EQ(options_error, row.options_error) << row.locale << ' ' << u_errorName(options_error);
+        EXPECT_EQ(collator == nullptr, U_FAILURE(row.locale_error) || U_FAILURE(row.options_error))
+            << row.locale;
+        ucol_close_3_4(collator);
+    }
+}
+
+TEST(IcuLayer, PhonebookReachesTheCollator)
+{
+    UErrorCode locale_error = U_ZERO_ERROR;
+    UErrorCode options_error = U_ZERO_ERROR;
+    UCollator * collator = ORV_ucol_open("de@collation=phonebook", &locale_error, &options_error);
+    ASSERT_NE(collator, nullptr);
+    // As "ae" it stands before "af", as a kind of "a" it would stand behind "ad".
+    EXPECT_EQ(ucol_strcoll_3_4(collator, u"\u00E4", 1, u"ad", 2), UCOL_GREATER);
+    EXPECT_EQ(ucol_strcoll_3_4(collator, u"\u00E4", 1, u"af", 2), UCOL_LESS);
+    ucol_close_3_4(collator);
+}
+
+TEST(IcuLayer, DebiansDataIsTheFullSet)
+{
+    EXPECT_EQ(ORVGetICUDataset(), ICU_DATASET_FULL);
+}
