@@ -1,71 +1,102 @@
 #include "tools/lang/charset_text.h"
 
-#include <unicode/ucnv.h>
-#include <unicode/ustring.h>
-#include <unicode/utf16.h>
+#include <iconv.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <vector>
 
 namespace {
 
-constexpr char16_t replacement = 0xFFFD;
+constexpr char32_t replacement = 0xFFFD;
 
-// One way to say where a text fails.
-std::string offset_fault(const char * what, std::size_t offset)
+// A conversion of the C library's, strict: no substitutes, no transliteration.
+class Conversion {
+public:
+    Conversion(const char * to, const char * from) : _handle(iconv_open(to, from)) {}
+    ~Conversion()
+    {
+        if (is_known()) {
+            iconv_close(_handle);
+        }
+    }
+    Conversion(const Conversion &) = delete;
+    Conversion & operator=(const Conversion &) = delete;
+
+    [[nodiscard]] bool is_known() const { return _handle != no_handle(); }
+
+    // False: `input` isn't whole text of the one set, or has a character that the other lacks.
+    [[nodiscard]] bool run(std::string input, std::string & output) const
+    {
+        constexpr std::size_t most_growth = 4; // bytes for one, in UTF-32
+        output.resize(input.size() * most_growth);
+        char * source = input.data();
+        char * target = output.data();
+        std::size_t source_left = input.size();
+        std::size_t target_left = output.size();
+        const bool good = iconv(_handle, nullptr, nullptr, nullptr, nullptr) == 0 &&
+                          iconv(_handle, &source, &source_left, &target, &target_left) == 0;
+        output.resize(output.size() - target_left);
+        return good;
+    }
+
+private:
+    static iconv_t no_handle() { return reinterpret_cast<iconv_t>(-1); }
+
+    iconv_t _handle;
+};
+
+bool characters_of(const std::string & utf8, std::u32string & result)
 {
-    return std::string(what) + " at offset " + std::to_string(offset);
+    static const Conversion to_characters("UTF-32LE", "UTF-8");
+    std::string bytes;
+    const bool good = to_characters.run(utf8, bytes);
+    result.clear();
+    for (std::size_t i = 0; i + 3 < bytes.size(); i += 4) {
+        char32_t character = 0;
+        for (std::size_t byte = 4; byte-- > 0;) {
+            character = character << 8 | static_cast<unsigned char>(bytes[i + byte]);
+        }
+        result += character;
+    }
+    return good;
 }
 
-bool utf16_of(const std::string & utf8, std::u16string & result)
+std::string utf8_of(const std::u32string & characters)
 {
-    result.resize(utf8.size());
-    int32_t length = 0;
-    UErrorCode error = U_ZERO_ERROR;
-    u_strFromUTF8(result.data(), static_cast<int32_t>(result.size()), &length, utf8.data(),
-                  static_cast<int32_t>(utf8.size()), &error);
-    result.resize(U_SUCCESS(error) ? static_cast<std::size_t>(length) : 0);
-    return U_SUCCESS(error);
-}
-
-// `utf16` is well-formed.
-std::string utf8_of(const std::u16string & utf16)
-{
-    std::string result(utf16.size() * 3, '\0');
-    int32_t length = 0;
-    UErrorCode error = U_ZERO_ERROR;
-    u_strToUTF8(result.data(), static_cast<int32_t>(result.size()), &length, utf16.data(),
-                static_cast<int32_t>(utf16.size()), &error);
-    result.resize(U_SUCCESS(error) ? static_cast<std::size_t>(length) : 0);
+    static const Conversion to_utf8("UTF-8", "UTF-32LE");
+    std::string bytes;
+    for (const char32_t character : characters) {
+        for (unsigned shift = 0; shift < 32; shift += 8) {
+            bytes += static_cast<char>(character >> shift);
+        }
+    }
+    std::string result;
+    (void)to_utf8.run(bytes, result); // characters come from text
     return result;
 }
 
-std::string character_fault(const CharsetInfo & charset, const std::u16string & utf16, std::size_t offset)
+std::string character_fault(const CharsetInfo & charset, char32_t character)
 {
-    UChar32 character = 0;
-    U16_GET(utf16.data(), 0, offset, utf16.size(), character);
     char number[16];
     (void)std::snprintf(number, sizeof(number), "U+%04X", static_cast<unsigned>(character));
-    const auto units = static_cast<std::size_t>(U16_LENGTH(character));
-    return "the character " + utf8_of(utf16.substr(offset, units)) + " (" + number + ") isn't in " +
-           charset.orv_label();
+    return "the character " + utf8_of({character}) + " (" + number + ") isn't in " + charset.orv_label();
 }
 
 // The catalogue's table, backwards. Of two bytes with the same character the lower one counts.
-a_converted_text encode_single_byte(const CharsetInfo & charset, const std::u16string & utf16)
+a_converted_text encode_single_byte(const CharsetInfo & charset, const std::u32string & characters)
 {
     const a_utf16 * const upper = charset.to_utf16_upper128();
     a_converted_text result;
-    for (std::size_t i = 0; i < utf16.size(); ++i) {
-        const a_utf16 * const found = std::find(upper, upper + 128, static_cast<a_utf16>(utf16[i]));
-        if (utf16[i] < 0x80) {
-            result.text += static_cast<char>(utf16[i]);
-        } else if (utf16[i] != replacement && found != upper + 128) {
+    for (const char32_t character : characters) {
+        const a_utf16 * const found = std::find(upper, upper + 128, character);
+        if (character < 0x80) {
+            result.text += static_cast<char>(character);
+        } else if (character != replacement && found != upper + 128) {
             result.text += static_cast<char>(0x80 + (found - upper));
         } else {
-            result.fault = character_fault(charset, utf16, i);
-            break;
+            return {{}, character_fault(charset, character)};
         }
     }
     return result;
@@ -73,114 +104,99 @@ a_converted_text encode_single_byte(const CharsetInfo & charset, const std::u16s
 
 a_converted_text decode_single_byte(const CharsetInfo & charset, const std::string & bytes)
 {
-    std::u16string utf16;
+    std::u32string characters;
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         const auto byte = static_cast<unsigned char>(bytes[i]);
-        utf16 += static_cast<char16_t>(byte < 0x80 ? byte : charset.to_utf16_upper128()[byte - 0x80]);
-        if (utf16.back() == replacement) {
-            return {{}, offset_fault("a byte without a character", i)};
+        characters += byte < 0x80 ? byte : charset.to_utf16_upper128()[byte - 0x80];
+        if (characters.back() == replacement) {
+            return {{}, "a byte without a character at offset " + std::to_string(i)};
         }
     }
-    return {utf8_of(utf16), {}};
+    return {utf8_of(characters), {}};
 }
 
-// ICU's converter for a row, by the first of its names that ICU knows, set to stop at what it can't convert.
-class IcuConverter {
+// The first of a row's names that the C library knows; null if it knows none.
+const char * system_name(const CharsetInfo & charset)
+{
+    for (const a_charset_label * label = charset._all_labels; label->_label != nullptr; ++label) {
+        if (Conversion(label->_label, "UTF-8").is_known()) {
+            return label->_label;
+        }
+    }
+    return nullptr;
+}
+
+// Both ways between UTF-8 and a multi-byte character set.
+class MultiByte {
 public:
-    explicit IcuConverter(const CharsetInfo & charset)
-    {
-        for (const char * name : {charset.icu_label(), charset.mime_label(), charset.iana_label()}) {
-            UErrorCode error = U_ZERO_ERROR;
-            if (_handle == nullptr && name != nullptr) {
-                _handle = ucnv_open(name, &error);
-            }
-        }
-        UErrorCode error = U_ZERO_ERROR;
-        if (_handle != nullptr) {
-            ucnv_setFromUCallBack(_handle, UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error);
-            ucnv_setToUCallBack(_handle, UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error);
-            ucnv_setFallback(_handle, 0);
-        }
-    }
-    ~IcuConverter() { ucnv_close(_handle); }
-    IcuConverter(const IcuConverter &) = delete;
-    IcuConverter & operator=(const IcuConverter &) = delete;
+    explicit MultiByte(const char * name) : _from_utf8(name, "UTF-8"), _to_utf8("UTF-8", name) {}
 
-    explicit operator bool() const { return _handle != nullptr; }
-
-    // False: `utf16` has a character that the set lacks.
-    bool encode(const std::u16string & utf16, std::string & bytes) const
+    [[nodiscard]] bool decode(const std::string & bytes, std::string & utf8) const
     {
-        bytes.resize(static_cast<std::size_t>(
-            UCNV_GET_MAX_BYTES_FOR_STRING(utf16.size(), ucnv_getMaxCharSize(_handle))));
-        UErrorCode error = U_ZERO_ERROR;
-        const int32_t length = ucnv_fromUChars(_handle, bytes.data(), static_cast<int32_t>(bytes.size()),
-                                               utf16.data(), static_cast<int32_t>(utf16.size()), &error);
-        bytes.resize(U_SUCCESS(error) ? static_cast<std::size_t>(length) : 0);
-        return U_SUCCESS(error);
+        return _to_utf8.run(bytes, utf8);
     }
 
-    bool decode(const std::string & bytes, std::u16string & utf16) const
+    // There and back: some mappings go one way only.
+    [[nodiscard]] bool encode(const std::string & utf8, std::string & bytes) const
     {
-        utf16.resize(bytes.size() * 2 + 1);
-        UErrorCode error = U_ZERO_ERROR;
-        const int32_t length = ucnv_toUChars(_handle, utf16.data(), static_cast<int32_t>(utf16.size()),
-                                             bytes.data(), static_cast<int32_t>(bytes.size()), &error);
-        utf16.resize(U_SUCCESS(error) ? static_cast<std::size_t>(length) : 0);
-        return U_SUCCESS(error) && utf16.find(replacement) == std::u16string::npos;
-    }
-
-    // The way there and back: some mappings go one way only.
-    bool keeps(const std::u16string & utf16, std::string & bytes) const
-    {
-        std::u16string back;
-        return encode(utf16, bytes) && decode(bytes, back) && back == utf16;
+        std::string back;
+        return _from_utf8.run(utf8, bytes) && decode(bytes, back) && back == utf8;
     }
 
 private:
-    UConverter * _handle = nullptr;
+    const Conversion _from_utf8;
+    const Conversion _to_utf8;
 };
 
-a_converted_text encode_multi_byte(const CharsetInfo & charset, const std::u16string & utf16)
+a_converted_text unknown_charset(const CharsetInfo & charset)
 {
-    const IcuConverter converter(charset);
+    return {{}, std::string("the C library doesn't know ") + charset.orv_label()};
+}
+
+a_converted_text encode_multi_byte(const CharsetInfo & charset, const std::string & utf8,
+                                   const std::u32string & characters)
+{
+    const char * const name = system_name(charset);
+    if (name == nullptr) {
+        return unknown_charset(charset);
+    }
+    const MultiByte converter(name);
     a_converted_text result;
-    if (!converter) {
-        result.fault = std::string("ICU has no converter for ") + charset.orv_label();
-    } else if (!converter.keeps(utf16, result.text)) {
-        std::size_t offset = 0;
-        std::size_t next = 0;
-        do { // the culprit is the first character that fails alone
-            offset = next;
-            U16_FWD_1(utf16.data(), next, utf16.size());
-        } while (next < utf16.size() && converter.keeps(utf16.substr(offset, next - offset), result.text));
-        result.fault = character_fault(charset, utf16, offset);
+    if (!converter.encode(utf8, result.text)) {
+        const auto culprit =
+            std::find_if(characters.begin(), characters.end(), [&converter](char32_t character) {
+                std::string ignored;
+                return !converter.encode(utf8_of({character}), ignored);
+            });
+        result.fault = culprit != characters.end() ? character_fault(charset, *culprit)
+                                                   : "characters that don't come back the same";
     }
     return result;
 }
 
 a_converted_text decode_multi_byte(const CharsetInfo & charset, const std::string & bytes)
 {
-    const IcuConverter converter(charset);
-    std::u16string utf16;
-    if (!converter) {
-        return {{}, std::string("ICU has no converter for ") + charset.orv_label()};
+    const char * const name = system_name(charset);
+    if (name == nullptr) {
+        return unknown_charset(charset);
     }
-    if (!converter.decode(bytes, utf16)) {
-        return {{}, std::string("bytes that aren't text in ") + charset.orv_label()};
+    a_converted_text result;
+    if (!MultiByte(name).decode(bytes, result.text)) {
+        result.fault = std::string("bytes that aren't text in ") + charset.orv_label();
     }
-    return {utf8_of(utf16), {}};
+    return result;
 }
 
 } // namespace
 
 a_converted_text encode_text(const CharsetInfo & charset, const std::string & utf8)
 {
-    std::u16string utf16;
-    if (!utf16_of(utf8, utf16)) {
+    std::u32string characters;
+    if (!characters_of(utf8, characters)) {
         return {{}, "not UTF-8"};
     }
-    return charset.is_mbcs() ? encode_multi_byte(charset, utf16) : encode_single_byte(charset, utf16);
+    return charset.is_mbcs() ? encode_multi_byte(charset, utf8, characters)
+                             : encode_single_byte(charset, characters);
 }
 
 a_converted_text decode_text(const CharsetInfo & charset, const std::string & bytes)

@@ -1,7 +1,7 @@
 // Texts of language files in the character sets of the catalogue. Single-byte sets go by the catalogue's own
-// tables, by which the library reads the files again; the others by ICU.
+// tables, by which the library reads the files again; the others by the C library's iconv.
 //
-// Part of a tool of the build: it allocates, and may throw std::bad_alloc. No state, any thread.
+// Part of a tool of the build: it allocates, and may throw std::bad_alloc. One thread at a time.
 #pragma once
 
 #include <string>

@@ -166,6 +166,33 @@ void read_texts(const a_res_contents & contents, const a_po_result * english, a_
     }
 }
 
+// PO files name some languages otherwise than the catalogue does.
+bool header_fits(const std::string & header, const std::string & language)
+{
+    static constexpr std::pair<std::string_view, std::string_view> other_names[] = {
+        {"tw", "zh_TW"}, {"tw", "zh_Hant"}, {"no", "nb"}, {"no", "nb_NO"}};
+    const std::pair<std::string_view, std::string_view> names(language, header);
+    return header == language || header.rfind(language + "_", 0) == 0 ||
+           std::find(std::begin(other_names), std::end(other_names), names) != std::end(other_names);
+}
+
+// Faults of a translation that lags behind the English texts. The program would fill the arguments of the new
+// text into the old one.
+void compare_with_english(const a_po_result & texts, const a_po_result & english,
+                          std::vector<std::string> & faults)
+{
+    const std::map<std::uint16_t, a_po_text> known = untranslated(&english);
+    for (const a_po_text & entry : texts.texts) {
+        const auto found = known.find(entry.id);
+        if (found == known.end()) {
+            faults.push_back(std::to_string(entry.id) + ": there is no English text with this number");
+        } else if (found->second.english != entry.english) {
+            faults.push_back(std::to_string(entry.id) +
+                             ": its msgid isn't the English text of today: merge en.po into it");
+        }
+    }
+}
+
 } // namespace
 
 const CharsetInfo * lang_file_charset(const std::string & label)
@@ -177,14 +204,20 @@ const CharsetInfo * lang_file_charset(const std::string & label)
 }
 
 a_compiled_file compile_lang_file(const a_po_result & texts, const CharsetInfo & charset,
-                                  const std::string & language, int version)
+                                  const std::string & language, int version, const a_po_result * english)
 {
-    const bool english = language == english_label;
+    const bool is_english = language == english_label;
     a_compiled_file result{{}, texts.faults};
+    if (!header_fits(texts.language, language)) {
+        result.faults.push_back("the header's language is \"" + texts.language + "\", not " + language);
+    }
+    if (english != nullptr) {
+        compare_with_english(texts, *english, result.faults);
+    }
     a_string_map strings;
     for (const a_po_text & entry : texts.texts) {
-        if (english || entry.translated) {
-            a_converted_text encoded = encode_entry(charset, entry, english);
+        if (is_english || entry.translated) {
+            a_converted_text encoded = encode_entry(charset, entry, is_english);
             if (!encoded.fault.empty()) {
                 result.faults.push_back(std::to_string(entry.id) + ": " + encoded.fault);
             }

@@ -25,9 +25,11 @@ struct a_compiled_file {
 [[nodiscard]] const CharsetInfo * lang_file_charset(const std::string & label);
 
 // `language` is the two letters of the catalogue. A text without a translation stays out, so that the library
-// takes it from the English file, in which all texts stand.
+// takes it from the English file, in which all texts stand. `english` may be null: the texts that the program
+// fills now, which a translation may lag behind. An entry of another English text is a fault then.
 [[nodiscard]] a_compiled_file compile_lang_file(const a_po_result & texts, const CharsetInfo & charset,
-                                                const std::string & language, int version);
+                                                const std::string & language, int version,
+                                                const a_po_result * english = nullptr);
 
 struct a_lang_file {
     const CharsetInfo * charset = nullptr; // null: the file doesn't tell a known one

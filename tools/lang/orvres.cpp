@@ -45,14 +45,29 @@ bool write_file(const std::string & path, const std::vector<std::uint8_t> & byte
     return file.good();
 }
 
+// The English texts, empty if the call doesn't name them. None after a fault, which is reported then.
+std::optional<a_po_result> read_english(const a_command_line & line)
+{
+    a_po_result english;
+    if (!line.english.empty()) {
+        english = read_po_texts(line.english.c_str());
+    }
+    return report(line.english, english.faults) == 0 ? std::optional(std::move(english)) : std::nullopt;
+}
+
 int compile(const a_command_line & line)
 {
     const CharsetInfo * const charset = lang_file_charset(line.charset);
     if (charset == nullptr) {
         return report(line.charset, {"no character set of language files"});
     }
+    const std::optional<a_po_result> english = read_english(line);
+    if (!english) {
+        return exit_failure;
+    }
     const a_compiled_file compiled =
-        compile_lang_file(read_po_texts(line.input.c_str()), *charset, line.language, line.version);
+        compile_lang_file(read_po_texts(line.input.c_str()), *charset, line.language, line.version,
+                          line.english.empty() ? nullptr : &*english);
     if (!compiled.faults.empty()) {
         return report(line.input, compiled.faults);
     }
@@ -67,12 +82,9 @@ int compile(const a_command_line & line)
 // then.
 std::optional<a_lang_file> read_input(const a_command_line & line)
 {
-    std::optional<a_po_result> english;
-    if (!line.english.empty()) {
-        english = read_po_texts(line.english.c_str());
-        if (report(line.english, english->faults) != 0) {
-            return std::nullopt;
-        }
+    const std::optional<a_po_result> english = read_english(line);
+    if (!english) {
+        return std::nullopt;
     }
     std::ifstream file(line.input, std::ios::binary);
     if (!file) {
@@ -81,7 +93,7 @@ std::optional<a_lang_file> read_input(const a_command_line & line)
     }
     const std::vector<char> content{std::istreambuf_iterator<char>(file), {}};
     const std::vector<std::uint8_t> bytes(content.begin(), content.end());
-    a_lang_file result = read_lang_file(bytes, english ? &*english : nullptr);
+    a_lang_file result = read_lang_file(bytes, line.english.empty() ? nullptr : &*english);
     if (report(line.input, result.faults) != 0) {
         return std::nullopt;
     }
@@ -107,6 +119,12 @@ std::string known_language(const std::string & label)
     return row != nullptr && label == row->iso_label() ? "" : label + " is no language of the catalogue";
 }
 
+void add_english(CLI::App & command, a_command_line & line)
+{
+    command.add_option("--english", line.english,
+                       "PO file with the English texts, to hold the texts against");
+}
+
 void add_compile(CLI::App & app, a_command_line & line)
 {
     CLI::App & command = *app.add_subcommand("compile", "Write the language file for a PO file");
@@ -119,6 +137,7 @@ void add_compile(CLI::App & app, a_command_line & line)
         ->check(CLI::Range(oldest_strings_version, 999999999))
         ->required();
     command.add_option("-o,--output", line.output, "File to write")->required();
+    add_english(command, line);
     command.add_option("PO", line.input, "File with the texts")->required();
     command.callback([&line] { line.code = compile(line); });
 }

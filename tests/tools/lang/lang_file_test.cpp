@@ -290,6 +290,33 @@ TEST(HostileLanguageFile, FaultIsToldWithItsPlace)
     }
 }
 
+// The program would fill the arguments of the new text into the old one.
+TEST(LanguageFile, TranslationOfAnotherEnglishTextIsRefused)
+{
+    const a_po_result english{"en", {entry(9, "new"), entry(10, "same")}, {}};
+    const struct {
+        a_po_text text;
+        const char * language; // of the header
+        const char * fault;    // part of it; null for none
+    } rows[] = {
+        {entry(10, "same", "gleich"), "de", nullptr},
+        {entry(10, "same", "gleich"), "de_AT", nullptr},
+        {entry(10, "same", "gleich"), "den", "header's language"},
+        {entry(10, "same", "gleich"), "nl", "header's language"},
+        {entry(9, "old", "alt"), "de", "9: its msgid"},
+        {entry(9, "old"), "de", "9: its msgid"},
+        {entry(11, "gone", "weg"), "de", "11: there is no English text"},
+    };
+    for (const auto & row : rows) {
+        const std::string faults =
+            joined(compile_lang_file({row.language, {row.text}, {}}, *lang_file_charset("UTF-8"), "de",
+                                     oldest_strings_version, &english)
+                       .faults);
+        EXPECT_EQ(faults.empty(), row.fault == nullptr) << faults;
+        EXPECT_TRUE(row.fault == nullptr || faults.find(row.fault) != std::string::npos) << faults;
+    }
+}
+
 TEST(LanguageFile, IsHeldAgainstTheEnglishTexts)
 {
     a_po_text english = entry(9, "%1 and %2!d!");
