@@ -16,10 +16,6 @@ constexpr std::string_view language_mark = ";language=";
 constexpr std::size_t max_identity_length = 95;
 static_assert(identity_prefix.size() == 8);
 
-// Bytes. A template in the character set of the process is fetched into 512 bytes with its terminator, and
-// UTF-8 is the longest form that it can take there.
-constexpr std::size_t max_converted_length = 511;
-
 constexpr char english_label[] = "en";
 
 // English texts stand in for those that another language lacks, and are read with that language's character
@@ -29,16 +25,14 @@ bool is_ascii(const std::string & text)
     return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<signed char>(c) >= 0; });
 }
 
+// UTF-8 is the longest form in which a process can want the text, and hosts take it into 256 bytes, too.
 std::string length_fault(std::size_t encoded, const std::string & utf8)
 {
-    if (encoded > max_text_length) {
-        return std::to_string(encoded) + " bytes in its file, longer than " + std::to_string(max_text_length);
-    }
-    if (utf8.size() > max_converted_length) {
-        return std::to_string(utf8.size()) + " bytes in UTF-8, longer than " +
-               std::to_string(max_converted_length);
-    }
-    return {};
+    const std::size_t longest = std::max(encoded, utf8.size());
+    return longest > max_text_length
+               ? std::to_string(longest) + " bytes " + (longest == encoded ? "in its file" : "in UTF-8") +
+                     ", longer than " + std::to_string(max_text_length)
+               : std::string{};
 }
 
 a_converted_text encode_entry(const CharsetInfo & charset, const a_po_text & entry, bool english)
