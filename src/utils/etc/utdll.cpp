@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include "utils/etc/orvfilever.h"
 #include "utils/etc/utstrfcn.h"
 
 namespace {
@@ -14,8 +15,11 @@ constexpr size_t LOAD_LINE_SIZE = 4178;
 void print_load_line(const char * filename)
 {
     char line[LOAD_LINE_SIZE];
+    ORVFileVersion version;
+    const char * const text =
+        version.set_from_file(filename) ? version.as_string() : "(Version info not available)";
     // A longer name is cut: the line only informs.
-    (void)ut_snprintf(line, sizeof line, "Loading DLL \"%s\", %s", filename, "(Version info not available)");
+    (void)ut_snprintf(line, sizeof line, "Loading DLL \"%s\", %s", filename, text);
     g_DLL_print_fn(line);
 }
 
