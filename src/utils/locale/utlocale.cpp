@@ -783,8 +783,7 @@ void UTLocale::fini()
 
 UTICU & UTLocale::icu()
 {
-    static UTICU no_build;
-    return _icu != nullptr ? *_icu : no_build;
+    return _icu != nullptr ? *_icu : UTICU::no_build();
 }
 
 a_bool UTLocale::ICUIsSupported()

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/locale_inspector.h"
 #include "support/scoped_environment.h"
 #include "utils/etc/utstream.h"
 #include "utils/locale/tailoring.h"
@@ -188,8 +189,7 @@ TEST(UTCollation, TablesComeFromTheCallerThenTheCustomRowThenTheCharacterSet)
 
 TEST(UTCollation, WithoutAnIcuBuildOnlyTheTailoringCountsForTheResult)
 {
-    UTLocale locale;
-    ASSERT_FALSE(locale.ICUIsSupported());
+    LocaleWithoutIcu locale;
     const UTCollationTailoring fine("Punct=Quaternary;Case=yes;Accent=yes");
     const UTCollationTailoring lacking(CASE_SENSITIVE, ACCENT_INSENSITIVE, PUNCTUATION_SENSITIVE_QUATERNARY);
     for (const char * label : {"UTF-8", "windows-1252"}) {

@@ -5,13 +5,15 @@
 
 #include <gtest/gtest.h>
 
+#include "support/locale_inspector.h"
 #include "utils/locale/converter_driver.h"
 
 namespace {
 
+// Where no ICU serves, the last resorts have to.
 UTLocale & locale()
 {
-    static UTLocale the_locale;
+    static LocaleWithoutIcu the_locale;
     return the_locale;
 }
 

@@ -12,46 +12,11 @@
 
 #include <gtest/gtest.h>
 
+#include "support/locale_inspector.h"
 #include "support/scoped_environment.h"
 #include "utils/locale/csconv_sbcs.h"
 #include "utils/locale/csconvert.h"
 #include "utils/locale/uticu.h"
-
-// What the caches hold, for a test on one thread.
-struct UTLocaleInspector {
-    // Entries of a bucket, first to last; a broken circle stops the test.
-    static std::vector<const ConversionTable *> bucket(UTLocale & locale, size_t index) ORV_NO_LOCK_ANALYSIS
-    {
-        std::vector<const ConversionTable *> entries;
-        const ConversionTable * head = locale._conversion_tables[index];
-        const ConversionTable * entry = head;
-        while (entry != nullptr) {
-            entries.push_back(entry);
-            EXPECT_EQ(entry->queue.after_me->before_me, &entry->queue);
-            entry = reinterpret_cast<const ConversionTable *>(entry->queue.after_me);
-            if (entry == head || entries.size() > 10000) {
-                break;
-            }
-        }
-        return entries;
-    }
-
-    static size_t entries(UTLocale & locale)
-    {
-        size_t count = 0;
-        for (size_t i = 0; i < UTLocale::NUM_BUCKETS; i++) {
-            count += bucket(locale, i).size();
-        }
-        return count;
-    }
-
-    static uint16 * slot(UTLocale & locale, size_t identifier)
-    {
-        return locale._sbcs_to_utf16 == nullptr ? nullptr : locale._sbcs_to_utf16[identifier];
-    }
-
-    static bool has_slots(UTLocale & locale) { return locale._sbcs_to_utf16 != nullptr; }
-};
 
 namespace {
 
@@ -112,7 +77,7 @@ TEST(ByteMaps, ComeFromTheInstalledFile)
 
 TEST(ByteMaps, AFailureIsRememberedOnce)
 {
-    UTLocale locale;
+    LocaleWithoutIcu locale;
     for (const a_bool allow_cvf : {FALSE, TRUE, TRUE}) {
         EXPECT_EQ(locale.GetConversionTable(row(1), row(2), allow_cvf, TRUE), nullptr);
         EXPECT_EQ(UTLocaleInspector::entries(locale), 1U);
@@ -167,7 +132,7 @@ TEST(UnicodeMaps, AFailureIsRememberedInItsSlot)
 
 TEST(UnicodeMaps, RowsOfNoCatalogueAreRefused)
 {
-    UTLocale locale;
+    LocaleWithoutIcu locale;
     CharsetInfo stranger = *row(1);
     stranger._unique_identifier = 58;
     EXPECT_EQ(locale.FindOrLoadSBCSToUTF16(&stranger), nullptr);
@@ -307,7 +272,7 @@ TEST(LocaleLifecycle, WhatIsDiscoveredStays)
 
 TEST(LocaleLifecycle, WithoutAnIcuBuildNothingIsSupportedAndNothingIsMissing)
 {
-    UTLocale locale;
+    LocaleWithoutIcu locale;
     EXPECT_FALSE(locale.ICUIsSupported());
     EXPECT_FALSE(locale.ICUVersionMismatch());
     EXPECT_EQ(locale.icu().ORVGetICUDataset(), ICU_DATASET_NONE);

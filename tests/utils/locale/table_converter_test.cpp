@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/locale_inspector.h"
 #include "utils/locale/converter_driver.h"
 #include "utils/locale/unicode_texts.h"
 
@@ -14,9 +15,10 @@ constexpr unsigned ILLEGAL = CharsetConversionFlags::ILLEGAL;
 constexpr unsigned UNMAPPABLE = CharsetConversionFlags::UNMAPPABLE;
 constexpr unsigned TRUNCATED = CharsetConversionFlags::TRUNCATED;
 
+// Where no ICU serves, the last resorts have to.
 UTLocale & locale()
 {
-    static UTLocale the_locale;
+    static LocaleWithoutIcu the_locale;
     return the_locale;
 }
 
