@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <iterator>
 
 #include "remote/sigpipe.h"
 #include "remote/unixdll.h"
