@@ -107,7 +107,7 @@ a_converted_text decode_single_byte(const CharsetInfo & charset, const std::stri
     std::u32string characters;
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         const auto byte = static_cast<unsigned char>(bytes[i]);
-        characters += byte < 0x80 ? byte : charset.to_utf16_upper128()[byte - 0x80];
+        characters += static_cast<char32_t>(byte < 0x80 ? byte : charset.to_utf16_upper128()[byte - 0x80]);
         if (characters.back() == replacement) {
             return {{}, "a byte without a character at offset " + std::to_string(i)};
         }

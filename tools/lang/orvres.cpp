@@ -165,9 +165,7 @@ void add_check(CLI::App & app, a_command_line & line)
     command.callback([&line] { line.code = read_input(line) ? 0 : exit_failure; });
 }
 
-} // namespace
-
-int main(int argc, char ** argv)
+int run(int argc, char ** argv)
 {
     CLI::App app("Compiles, dumps and checks language files of the message link", "orvres");
     app.require_subcommand(1);
@@ -181,4 +179,16 @@ int main(int argc, char ** argv)
         return app.exit(error) == 0 ? 0 : exit_usage;
     }
     return line.code;
+}
+
+} // namespace
+
+int main(int argc, char ** argv)
+{
+    try {
+        return run(argc, argv);
+    } catch (...) {
+        (void)std::fputs("orvres: out of memory\n", stderr); // nothing else throws
+        return exit_failure;
+    }
 }

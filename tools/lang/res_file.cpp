@@ -42,12 +42,13 @@ std::size_t tables_size(const a_string_map & strings, const a_level_bits & level
 std::vector<a_level_bits> all_levels()
 {
     std::vector<a_level_bits> found;
-    for (std::uint8_t a = 1; a <= number_bits; ++a) {
-        for (std::uint8_t b = 0; b <= number_bits - a; ++b) {
-            for (std::uint8_t c = 0; c <= (b != 0 ? number_bits - a - b : 0); ++c) {
-                const auto d = static_cast<std::uint8_t>(number_bits - a - b - c);
+    for (unsigned a = 1; a <= number_bits; ++a) {
+        for (unsigned b = 0; b <= number_bits - a; ++b) {
+            for (unsigned c = 0; c <= (b != 0 ? number_bits - a - b : 0); ++c) {
+                const unsigned d = number_bits - a - b - c;
                 if (d == 0 || c != 0) {
-                    found.push_back({a, b, c, d});
+                    found.push_back({static_cast<std::uint8_t>(a), static_cast<std::uint8_t>(b),
+                                     static_cast<std::uint8_t>(c), static_cast<std::uint8_t>(d)});
                 }
             }
         }

@@ -8,9 +8,11 @@
 #include <iterator>
 #include <memory>
 
+#include "support/scoped_environment.h"
 #include "support/temporary_folder.h"
 #include "tools/lang/charset_text.h"
 #include "tools/lang/res_file.h"
+#include "utils/lang/utresfile.h"
 
 namespace {
 
@@ -87,16 +89,41 @@ TEST(InstalledLanguageFiles, AreCompleteAndComeBackTheSameByWayOfPo)
     }
 }
 
-// All PO files of the folder are in the build: one that is forgotten would be a language without a file.
-TEST(InstalledLanguageFiles, AreThereForEachTranslation)
+// The library's reader shares nothing with the tool's.
+TEST(InstalledLanguageFiles, SayTheSameToTheLibrary)
 {
-    const auto files = installed_files();
+    for (const auto & path : installed_files()) {
+        const Bytes bytes = contents_of(path);
+        const a_res_contents expected = read_res_file(bytes);
+        UTORVResFile file;
+        ASSERT_TRUE(file.Open(path.c_str())) << path;
+        EXPECT_EQ(file.GetSrcCharset(), read_lang_file(bytes, nullptr).charset) << path;
+        EXPECT_GE(file.GetVersion(), static_cast<uint32>(oldest_strings_version));
+        std::size_t found = 0;
+        for (uint32 id = 0; id < 0x10000; ++id) {
+            char text[256];
+            if (const size_t length = file.GetString(id, text, sizeof(text)); length != 0) {
+                ++found;
+                EXPECT_EQ(expected.strings.at(static_cast<std::uint16_t>(id)),
+                          std::string_view(text, length));
+            }
+        }
+        EXPECT_EQ(found, expected.strings.size()) << path;
+    }
+}
+
+// Also: all PO files of the folder are in the build.
+TEST(InstalledLanguageFiles, AreThereUnderEachNameThatTheLibraryAsksFor)
+{
     for (const auto & po : std::filesystem::directory_iterator(ORV_SOURCE_DIR "/lang")) {
-        if (po.path().extension() == ".po") {
-            const std::string name = "orvlg" + po.path().stem().string() + "16";
-            EXPECT_TRUE(std::any_of(files.begin(), files.end(), [&name](const std::filesystem::path & file) {
-                return file.filename().string().rfind(name, 0) == 0;
-            })) << po.path();
+        for (const CharsetInfo & row : UTLocale::_charset_info) {
+            const ScopedLocaleEnvironment locale;
+            ScopedLocaleEnvironment::set("VXCHARSET", unambiguous_label(row));
+            char name[80];
+            UTORVResFile::GetResourceFileBaseName(name, sizeof(name), po.path().stem().c_str(), FALSE);
+            EXPECT_TRUE(po.path().extension() != ".po" ||
+                        std::filesystem::exists(std::filesystem::path(ORV_BUILD_DIR "/res") / name))
+                << name;
         }
     }
 }
