@@ -61,20 +61,17 @@ public:
     }
 
 private:
-    // The parameters of ContinueConvert, less the buffer.
-    struct a_call {
-        void ** p_dest;
-        const void * dest_end;
-        const void ** p_src;
-        const void * src_end;
-        a_bool finish;
-    };
-    [[nodiscard]] ORV_CONV_RET convert_slice(PivotBuffer & pivot, const a_call & call, bool * goes_on);
+    [[nodiscard]] bool take_ascii(void ** p_dest, const void * dest_end, const void ** p_src,
+                                  const void * src_end);
+    [[nodiscard]] ORV_CONV_RET convert_slices(PivotBuffer & pivot, void ** p_dest, const void * dest_end,
+                                              const void ** p_src, const void * src_end, a_bool finish);
     [[nodiscard]] ORV_CONV_RET empty_buffer(PivotBuffer & pivot, void ** p_dest, const void * dest_end,
                                             a_bool finish);
 
     NonpivotCharsetConverterPlaceholder _src_to_utf16;  // first stage
     NonpivotCharsetConverterPlaceholder _utf16_to_dest; // second stage
-    a_bool _has_stages = FALSE;                         // both are constructed
+    bool _has_stages = false;                           // both are constructed
+    bool _keeps_ascii = false;                          // ASCII goes through both as it is
+    bool _at_start = false;                             // and nothing has gone through them yet
 };
 static_assert(sizeof(PivotCharsetConverter) <= sizeof(CharsetConverterPlaceholder::_pivot));

@@ -55,11 +55,49 @@ public:
     // incomplete or doesn't fit.
     template<typename Convert> [[nodiscard]] ORV_CONV_RET run(Convert && convert)
     {
+        const bool is_plain = _state._n_srcbuf == 0 && _state._n_destbuf == 0 && has_work() &&
+                              takes_input_directly() && takes_output_directly();
+        if (!is_plain) {
+            return run_passes(convert, nullptr, ORV_CONV_OK);
+        }
+        a_conversion_pass pass = {_dest, in_form(_dest_end), _src, _src_end, _call.finish};
+        const ORV_CONV_RET result = convert(pass);
+        if (result == ORV_CONV_OK && pass.src == _src_end &&
+            pass.dest_end - pass.dest > ROOM_OF_A_CHARACTER) {
+            _dest = pass.dest;
+            _src = pass.src;
+            return stop(ORV_CONV_OK); // a whole text with room for it, as most are
+        }
+        return run_passes(convert, &pass, result);
+    }
+
+private:
+    static constexpr size_t SRC_WORK_AREA = 512;
+    static constexpr size_t DEST_WORK_AREA = 1024;
+    static constexpr size_t DIRECT_ROOM = 8; // from here on every character fits
+    static constexpr size_t OUTPUT_AHEAD = sizeof(CharsetConversionState::_destbuf);
+    static constexpr ptrdiff_t ROOM_OF_A_CHARACTER = 4;
+
+    struct a_work_area {
+        alignas(a_utf16) a_byte src[SRC_WORK_AREA];
+        alignas(a_utf16) a_byte dest[DEST_WORK_AREA];
+    };
+
+    // `first`, if it isn't null, is the first pass, which `convert` has made already, with `result`.
+    template<typename Convert>
+    [[nodiscard, gnu::noinline]] ORV_CONV_RET run_passes(Convert & convert, const a_conversion_pass * first,
+                                                         ORV_CONV_RET result)
+    {
+        a_work_area work;
         deliver_pending();
-        while ((input() > 0 || _call.finish) && room() > 0) {
-            a_conversion_pass pass = next_pass();
+        for (; has_work(); first = nullptr) {
+            a_conversion_pass pass = next_pass(work);
             const a_conversion_pass begin = pass;
-            const ORV_CONV_RET result = convert(pass);
+            if (first != nullptr) {
+                pass = *first;
+            } else {
+                result = convert(pass);
+            }
             const bool goes_on = result == ORV_CONV_OK || result == ORV_CONV_DST_BUFFER_OVERRUN;
             if (goes_on && pass.src == begin.src && pass.dest == begin.dest) {
                 // Nothing moves: the input is used up, or ends inside a character.
@@ -87,15 +125,23 @@ public:
         return end();
     }
 
-private:
-    static constexpr size_t SRC_WORK_AREA = 512;
-    static constexpr size_t DEST_WORK_AREA = 1024;
-    static constexpr size_t DIRECT_ROOM = 8; // from here on every character fits
-    static constexpr size_t OUTPUT_AHEAD = sizeof(CharsetConversionState::_destbuf);
-    static constexpr ptrdiff_t ROOM_OF_A_CHARACTER = 4;
-
     [[nodiscard]] size_t input() const { return static_cast<size_t>(_src_end - _src); }
     [[nodiscard]] size_t room() const { return static_cast<size_t>(_dest_end - _dest); }
+    [[nodiscard]] bool has_work() const { return (input() > 0 || _call.finish) && room() > 0; }
+
+    [[nodiscard]] bool takes_input_directly() const
+    {
+        return !_form.even_src || CharsetConverterBase::is_utf16_aligned(_src);
+    }
+    [[nodiscard]] bool takes_output_directly() const
+    {
+        return room() >= DIRECT_ROOM && (!_form.even_dest || CharsetConverterBase::is_utf16_aligned(_dest));
+    }
+    // The end of a destination as the converter takes it.
+    [[nodiscard]] const a_byte * in_form(const a_byte * dest_end) const
+    {
+        return _form.even_dest ? CharsetConverterBase::utf16_align(dest_end) : dest_end;
+    }
 
     // As memcpy, but the caller's areas may be null when they are empty.
     static void copy(a_byte * dest, const a_byte * src, size_t count)
@@ -117,42 +163,39 @@ private:
         std::memmove(_state._destbuf, _state._destbuf + count, _state._n_destbuf);
     }
 
-    [[nodiscard]] a_conversion_pass next_pass()
+    [[nodiscard]] a_conversion_pass next_pass(a_work_area & work)
     {
         a_conversion_pass pass;
-        choose_input(pass);
-        choose_output(pass);
+        choose_input(pass, work.src);
+        choose_output(pass, work.dest);
         return pass;
     }
 
     // The caller's input, or what is held with the input behind it.
-    void choose_input(a_conversion_pass & pass)
+    void choose_input(a_conversion_pass & pass, a_byte * work)
     {
         const size_t held = _state._n_srcbuf;
-        if (held == 0 && (!_form.even_src || CharsetConverterBase::is_utf16_aligned(_src))) {
+        if (held == 0 && takes_input_directly()) {
             pass.src = _src;
             pass.src_end = _src_end;
             pass.finish = _call.finish;
             return;
         }
         const size_t added = std::min(input(), SRC_WORK_AREA - held);
-        copy(_src_work, _state._srcbuf, held);
-        copy(_src_work + held, _src, added);
-        pass.src = _src_work;
-        pass.src_end = _src_work + held + added;
+        copy(work, _state._srcbuf, held);
+        copy(work + held, _src, added);
+        pass.src = work;
+        pass.src_end = work + held + added;
         pass.finish = added < input() ? FALSE : _call.finish;
     }
 
     // The caller's destination, or a work area from which its last bytes are filled.
-    void choose_output(a_conversion_pass & pass)
+    void choose_output(a_conversion_pass & pass, a_byte * work)
     {
-        _is_direct =
-            room() >= DIRECT_ROOM && (!_form.even_dest || CharsetConverterBase::is_utf16_aligned(_dest));
-        pass.dest = _is_direct ? _dest : _dest_work;
-        pass.dest_end = _is_direct ? _dest_end : _dest_work + std::min(DEST_WORK_AREA, room() + OUTPUT_AHEAD);
-        if (_form.even_dest) {
-            pass.dest_end = CharsetConverterBase::utf16_align(pass.dest_end);
-        }
+        _is_direct = takes_output_directly();
+        pass.dest = _is_direct ? _dest : work;
+        pass.dest_end =
+            in_form(_is_direct ? _dest_end : work + std::min(DEST_WORK_AREA, room() + OUTPUT_AHEAD));
     }
 
     // In place of all that is left of the input.
@@ -216,6 +259,4 @@ private:
     const a_byte * _src;
     const a_byte * _src_end;
     bool _is_direct = false;
-    alignas(a_utf16) a_byte _src_work[SRC_WORK_AREA];
-    alignas(a_utf16) a_byte _dest_work[DEST_WORK_AREA];
 };

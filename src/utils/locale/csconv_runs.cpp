@@ -1,5 +1,6 @@
 #include "utils/locale/csconv_runs.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstring>
@@ -209,7 +210,9 @@ __m128i lanes_without(__m128i units, unsigned mask)
 
 void encode_ascii(a_run & run)
 {
-    while (have(run, 2 * VECTOR, VECTOR)) {
+    size_t left = std::min(static_cast<size_t>(run.src_end - run.src) / (2 * VECTOR),
+                           static_cast<size_t>(run.dest_end - run.dest) / VECTOR);
+    for (; left > 0; left--) {
         const __m128i first = load(run.src);
         const __m128i second = load(run.src + VECTOR);
         if (byte_mask(lanes_without(_mm_or_si128(first, second), 0xFF80)) != 0xFFFF) {
@@ -300,7 +303,32 @@ bool encode_vector(a_run & run, const an_encoding_form & form)
 
 void encode_runs(a_run & run, const an_encoding_form & form)
 {
+    encode_ascii(run);
     while (fits_encode_runs(run) && encode_vector(run, form)) {
+    }
+}
+
+void copy_ascii(a_run & run)
+{
+    while (have(run, VECTOR, VECTOR)) {
+        const __m128i text = load(run.src);
+        if (byte_mask(text) != 0) {
+            break;
+        }
+        store(run.dest, text);
+        run.src += VECTOR;
+        run.dest += VECTOR;
+    }
+    if (have(run, VECTOR / 2, VECTOR / 2)) {
+        const __m128i half = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(run.src));
+        if (byte_mask(half) == 0) {
+            _mm_storel_epi64(reinterpret_cast<__m128i *>(run.dest), half);
+            run.src += VECTOR / 2;
+            run.dest += VECTOR / 2;
+        }
+    }
+    while (have(run, 1, 1) && *run.src < 0x80) {
+        *run.dest++ = *run.src++;
     }
 }
 

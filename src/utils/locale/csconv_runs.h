@@ -37,5 +37,8 @@ void decode_runs(a_run & run, const an_encoding_form & form);
 }
 void encode_runs(a_run & run, const an_encoding_form & form);
 
+// ASCII as it is, up to the first byte that is none.
+void copy_ascii(a_run & run);
+
 // UTF-16 with its bytes swapped; all whole code units that fit.
 void swap_run(a_run & run);

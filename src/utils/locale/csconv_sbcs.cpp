@@ -111,12 +111,18 @@ inline void map_units(a_run & run, const a_utf16 * map, ptrdiff_t count)
     run.dest += 2 * count;
 }
 
+size_t vectors_that_fit(const a_run & run)
+{
+    return std::min(static_cast<size_t>(run.src_end - run.src) / VECTOR,
+                    static_cast<size_t>(run.dest_end - run.dest) / (2 * VECTOR));
+}
+
 // The rule for whole vectors. Where every byte is ASCII or at least `like_latin1`, the table needn't be
 // asked.
 void map_vectors(a_run & run, const a_utf16 * map, uint32 like_latin1)
 {
     const __m128i zero = _mm_setzero_si128();
-    while (run.src_end - run.src >= VECTOR && run.dest_end - run.dest >= 2 * VECTOR) {
+    for (size_t left = vectors_that_fit(run); left > 0; left--) {
         const __m128i text = load(run.src);
         if (has_upper_below(text, like_latin1)) {
             map_units(run, map, VECTOR);
@@ -126,6 +132,15 @@ void map_vectors(a_run & run, const a_utf16 * map, uint32 like_latin1)
         store(run.dest + VECTOR, _mm_unpackhi_epi8(text, zero));
         run.src += VECTOR;
         run.dest += 2 * VECTOR;
+    }
+    if (run.src_end - run.src < VECTOR / 2 || run.dest_end - run.dest < VECTOR) {
+        return;
+    }
+    const __m128i half = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(run.src));
+    if (!has_upper_below(half, like_latin1)) { // the bytes that are missing count as ASCII
+        store(run.dest, _mm_unpacklo_epi8(half, zero));
+        run.src += VECTOR / 2;
+        run.dest += VECTOR;
     }
 }
 
@@ -163,7 +178,9 @@ ORV_CONV_RET SBCSToUTF16MapCharsetConverter::ContinueConvert(PivotBuffer &, void
         _state._n_destbuf = 0;
     }
     map_vectors(run, _map, _like_latin1);
-    map_units(run, _map, std::min(run.src_end - run.src, (run.dest_end - run.dest) / 2));
+    if (run.src < run.src_end) {
+        map_units(run, _map, std::min(run.src_end - run.src, (run.dest_end - run.dest) / 2));
+    }
     if (run.src < run.src_end && run.dest < run.dest_end) { // one byte of room is left
         a_byte unit[sizeof(a_utf16)];
         store_unit(unit, _map[*run.src++]);

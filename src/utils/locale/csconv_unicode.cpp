@@ -7,68 +7,81 @@
 
 namespace {
 
-// What a decoding or an encoding loop works on.
+// What a decoding or an encoding loop works on: the arguments of an aligned function, and the converter's
+// flags.
 struct a_transform {
-    const an_encoding_form & form;
+    a_byte ** p_dest;
+    const a_byte * dest_end;
+    const a_byte ** p_src;
+    const a_byte * src_end;
     CharsetConversionFlags & encountered;
     const CharsetConversionFlags & stop_at;
+
+    // Notes an illegal character. TRUE: the conversion stops at it.
+    [[nodiscard]] bool stops_at_illegal() const
+    {
+        encountered.set_illegal_character();
+        return stop_at.illegal_character() != FALSE;
+    }
+    [[nodiscard]] ORV_CONV_RET end(const a_run & run, ORV_CONV_RET result) const
+    {
+        *p_dest = run.dest;
+        *p_src = run.src;
+        return result;
+    }
 };
 
-// Notes an illegal character. TRUE: the conversion stops at it.
-bool stops_at_illegal(const a_transform & how)
-{
-    how.encountered.set_illegal_character();
-    return how.stop_at.illegal_character() != FALSE;
-}
-
-ORV_CONV_RET decode(a_run & run, const a_transform & how, const CharsetInfo & csinfo)
+template<const an_encoding_form & FORM>
+ORV_CONV_RET decode(const a_transform & how, const CharsetInfo & csinfo)
 {
     const a_byte * const flags = csinfo._packed_collation->flags;
+    a_run run = {*how.p_dest, how.dest_end, *how.p_src, how.src_end};
     for (;;) {
         if (fits_decode_runs(run)) {
-            decode_runs(run, how.form);
+            decode_runs(run, FORM);
         }
         if (run.src >= run.src_end || run.dest >= run.dest_end) {
-            return ORV_CONV_OK;
+            return how.end(run, ORV_CONV_OK);
         }
-        const a_character c = decode_character(run.src, run.src_end, flags, how.form);
+        const a_character c = decode_character(run.src, run.src_end, flags, FORM);
         if (c.length == 0) {
-            return ORV_CONV_OK;
+            return how.end(run, ORV_CONV_OK);
         }
-        if (c.is_illegal && stops_at_illegal(how)) {
+        if (c.is_illegal && how.stops_at_illegal()) {
             run.src += c.length;
-            return ORV_CONV_ILLEGAL_CHARACTER;
+            return how.end(run, ORV_CONV_ILLEGAL_CHARACTER);
         }
         const uint32 value = c.is_illegal ? REPLACEMENT_CHARACTER : c.value;
         const size_t written = put_units(value, run.dest, run.dest_end);
         if (written == 0) {
-            return ORV_CONV_OK;
+            return how.end(run, ORV_CONV_OK);
         }
         run.src += c.length;
         run.dest += written;
     }
 }
 
-ORV_CONV_RET encode(a_run & run, const a_transform & how)
+template<const an_encoding_form & FORM> ORV_CONV_RET encode(const a_transform & how)
 {
+    a_run run = {*how.p_dest, how.dest_end, *how.p_src, how.src_end};
     for (;;) {
         if (fits_encode_runs(run)) {
-            encode_runs(run, how.form);
+            encode_runs(run, FORM);
         }
         if (run.src >= run.src_end || run.dest >= run.dest_end) {
-            return ORV_CONV_OK;
+            return how.end(run, ORV_CONV_OK);
         }
-        const a_character c = read_units(run.src, run.src_end, how.form);
+        const a_character c = read_units(run.src, run.src_end, FORM);
         if (c.length == 0) {
-            return ORV_CONV_OK;
+            return how.end(run, ORV_CONV_OK);
         }
-        if (c.is_illegal && stops_at_illegal(how)) {
-            return ORV_CONV_ILLEGAL_CHARACTER;
+        if (c.is_illegal && how.stops_at_illegal()) {
+            return how.end(run, ORV_CONV_ILLEGAL_CHARACTER);
         }
         const uint32 value = c.is_illegal ? REPLACEMENT_CHARACTER : c.value;
         const size_t written = encode_character(value, run.dest, run.dest_end);
         if (written == 0) {
-            return ORV_CONV_OK;
+            return how.end(run, ORV_CONV_OK);
         }
         run.src += c.length;
         run.dest += written;
@@ -98,11 +111,7 @@ ORV_CONV_RET UTF8ToUTF16CharsetConverter::to_utf16_aligned(a_byte ** p_dest, con
                                                            const a_byte ** p_src, const a_byte * src_end,
                                                            a_bool)
 {
-    a_run run = {*p_dest, dest_end, *p_src, src_end};
-    const ORV_CONV_RET result = decode(run, {FORM_UTF8, _encountered, _stop_at}, *_utf8_csinfo);
-    *p_dest = run.dest;
-    *p_src = run.src;
-    return result;
+    return decode<FORM_UTF8>({p_dest, dest_end, p_src, src_end, _encountered, _stop_at}, *_utf8_csinfo);
 }
 
 UTF16ToUTF8CharsetConverter::UTF16ToUTF8CharsetConverter(UTLocale * locale, const CharsetInfo * dest_csinfo,
@@ -116,11 +125,7 @@ ORV_CONV_RET UTF16ToUTF8CharsetConverter::from_utf16_aligned(a_byte ** p_dest, c
                                                              const a_byte ** p_src, const a_byte * src_end,
                                                              a_bool)
 {
-    a_run run = {*p_dest, dest_end, *p_src, src_end};
-    const ORV_CONV_RET result = encode(run, {FORM_UTF8, _encountered, _stop_at});
-    *p_dest = run.dest;
-    *p_src = run.src;
-    return result;
+    return encode<FORM_UTF8>({p_dest, dest_end, p_src, src_end, _encountered, _stop_at});
 }
 
 // ---- CESU-8
@@ -136,11 +141,7 @@ ORV_CONV_RET CESU8ToUTF16CharsetConverter::to_utf16_aligned(a_byte ** p_dest, co
                                                             const a_byte ** p_src, const a_byte * src_end,
                                                             a_bool)
 {
-    a_run run = {*p_dest, dest_end, *p_src, src_end};
-    const ORV_CONV_RET result = decode(run, {FORM_CESU8, _encountered, _stop_at}, *_cesu8_csinfo);
-    *p_dest = run.dest;
-    *p_src = run.src;
-    return result;
+    return decode<FORM_CESU8>({p_dest, dest_end, p_src, src_end, _encountered, _stop_at}, *_cesu8_csinfo);
 }
 
 UTF16ToCESU8CharsetConverter::UTF16ToCESU8CharsetConverter(UTLocale * locale, const CharsetInfo * dest_csinfo,
@@ -154,11 +155,7 @@ ORV_CONV_RET UTF16ToCESU8CharsetConverter::from_utf16_aligned(a_byte ** p_dest, 
                                                               const a_byte ** p_src, const a_byte * src_end,
                                                               a_bool)
 {
-    a_run run = {*p_dest, dest_end, *p_src, src_end};
-    const ORV_CONV_RET result = encode(run, {FORM_CESU8, _encountered, _stop_at});
-    *p_dest = run.dest;
-    *p_src = run.src;
-    return result;
+    return encode<FORM_CESU8>({p_dest, dest_end, p_src, src_end, _encountered, _stop_at});
 }
 
 // ---- UTF-16 in the other byte order

@@ -137,12 +137,6 @@ a_bool CharsetInfo::match_label(const char * label, uint32 standards) const
     return label != nullptr && row_has_label(*this, LabelKey(label), standards);
 }
 
-const a_byte * CharsetInfo::get_substitution_character(size_t * len) const
-{
-    *len = _substitution_character_length;
-    return _substitution_character;
-}
-
 const a_byte * CharsetInfo::get_BOM(size_t * len) const
 {
     static constexpr a_byte UTF16LE_BOM[] = {0xFF, 0xFE};

@@ -113,7 +113,11 @@ struct CharsetInfo {
     const a_utf16 * to_utf16_upper128() const { return _to_utf16_upper128; }
 
     // The substitution bytes, `*len` of them.
-    const a_byte * get_substitution_character(size_t * len) const;
+    const a_byte * get_substitution_character(size_t * len) const
+    {
+        *len = _substitution_character_length;
+        return _substitution_character;
+    }
 
     // The byte order mark, `*len` bytes; null with `*len` 0 where there is none. CESU-8 has none: UTR #26
     // assigns it no signature.
