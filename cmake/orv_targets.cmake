@@ -22,4 +22,7 @@ target_include_directories(orv_options INTERFACE ${PROJECT_SOURCE_DIR}/include $
 add_library(orv_library_options INTERFACE)
 target_link_libraries(orv_library_options INTERFACE orv_options)
 target_compile_options(orv_library_options INTERFACE -fno-exceptions)
+# What is loaded into a host is the same in whichever folder it was built.
+target_compile_options(orv_library_options INTERFACE
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=.)
 target_link_options(orv_library_options INTERFACE -Wl,-z,relro,-z,now)

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <new>
 
+#include "remote/link_version.h"
 #include "remote/orvsmtp_session.h"
 #include "remote/query.h"
 #include "remote/unixdll.h"
@@ -20,7 +21,6 @@ constexpr unsigned int BODY_MAX_SIZE = 61440;
 // The lists may grow without a practical limit.
 constexpr size_t LIST_CHUNK_MAX = 0xFFFFFFFF;
 
-constexpr const char * LINK_VERSION = "16.0.0.428";
 constexpr uint32 STR_LINK_NAME = 9427;
 constexpr size_t INIT_ERROR_SIZE = 256;
 
