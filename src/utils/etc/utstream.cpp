@@ -545,110 +545,40 @@ size_t UTIStreamCounter::do_get(a_byte * dest, size_t size)
     return got;
 }
 
-UTBufferedOStreamCounter::UTBufferedOStreamCounter(UTBufferedOStream & s)
-    : UTBufferedOStream(s.ptr(), s.lim()), _ostream(s), _count(0)
-{
-    if (s.eof()) {
-        _eof = TRUE;
-    }
-}
-
-void UTBufferedOStreamCounter::set_eof()
+template<typename Stream> void UTBufferedCounter<Stream>::go_on(void (Stream::*more)())
 {
     flush();
-    UTBufferedOStream::set_eof();
-}
-
-void UTBufferedOStreamCounter::make_room()
-{
-    flush();
-    if (!_ostream.eof()) {
-        _ostream.make_room();
+    if (!_stream.eof()) {
+        (_stream.*more)();
     }
-    if (_ostream.eof()) {
+    if (_stream.eof()) {
         set_eof();
         return;
     }
-    setp(_ostream.ptr(), _ostream.lim());
+    this->setp(_stream.ptr(), _stream.lim());
 }
 
-void UTBufferedOStreamCounter::flush()
+template<typename Stream> void UTBufferedCounter<Stream>::flush()
 {
-    if (_eof || _ostream.eof()) {
+    if (this->_eof || _stream.eof()) {
         return; // nothing is shared any more
     }
-    const auto written = static_cast<size_t>(_ptr - _ostream.ptr());
-    _ostream.bump(written);
-    _count += written;
+    const auto moved = static_cast<size_t>(this->_ptr - _stream.ptr());
+    _stream.bump(moved);
+    _count += moved;
 }
 
-void UTBufferedOStreamCounter::do_suspend()
+template<typename Stream> void UTBufferedCounter<Stream>::do_resume()
 {
-    _saved_ptr = _ostream.ptr();
-}
-
-void UTBufferedOStreamCounter::do_resume()
-{
-    if (UTSuspendable * const inner = _ostream.get_suspendable(); inner != nullptr) {
+    if (UTSuspendable * const inner = _stream.get_suspendable(); inner != nullptr) {
         inner->resume();
     }
-    if (_eof) {
+    if (this->_eof) {
         return;
     }
     // The buffer may be elsewhere now; what lies between the pointers has moved with it.
-    setp(_ostream.ptr() + (_ptr - _saved_ptr), _ostream.ptr() + (_lim - _saved_ptr));
+    this->setp(_stream.ptr() + (this->_ptr - _saved_ptr), _stream.ptr() + (this->_lim - _saved_ptr));
 }
 
-UTBufferedIStreamCounter::UTBufferedIStreamCounter(UTBufferedIStream & s)
-    : UTBufferedIStream(s.ptr(), s.lim()), _istream(s), _count(0)
-{
-    if (s.eof()) {
-        _eof = TRUE;
-    }
-}
-
-void UTBufferedIStreamCounter::set_eof()
-{
-    flush();
-    UTBufferedIStream::set_eof();
-}
-
-void UTBufferedIStreamCounter::refill()
-{
-    flush();
-    if (!_istream.eof()) {
-        _istream.refill();
-    }
-    if (_istream.eof()) {
-        set_eof();
-        return;
-    }
-    setp(_istream.ptr(), _istream.lim());
-}
-
-void UTBufferedIStreamCounter::flush()
-{
-    if (_eof || _istream.eof()) {
-        return; // nothing is shared any more
-    }
-    const auto used = static_cast<size_t>(_ptr - _istream.ptr());
-    _istream.bump(used);
-    _count += used;
-}
-
-void UTBufferedIStreamCounter::do_suspend()
-{
-    _saved_ptr = _istream.ptr();
-}
-
-void UTBufferedIStreamCounter::do_resume()
-{
-    if (UTSuspendable * const inner = _istream.get_suspendable(); inner != nullptr) {
-        inner->resume();
-    }
-    if (_eof) {
-        return;
-    }
-    // The buffer may be elsewhere now; what lies between the pointers has moved with it.
-    setp(_istream.ptr() + (_ptr - _saved_ptr), _istream.ptr() + (_lim - _saved_ptr));
-}
+template class UTBufferedCounter<UTBufferedOStream>;
+template class UTBufferedCounter<UTBufferedIStream>;

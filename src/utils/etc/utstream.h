@@ -12,6 +12,7 @@
 #pragma once
 
 #include <cstring>
+#include <utility>
 
 #include "utils/contain/utlist.h"
 #include "utils/etc/uttypes.h"
@@ -339,48 +340,50 @@ private:
     size_t _count;
 };
 
-// Counts what goes into another stream, in that stream's own buffer. Until flush() the other stream and the
-// count don't know of the last bytes, so nobody else may write to it. It can be suspended while the other
-// stream's buffer moves.
-class UTBufferedOStreamCounter : public UTBufferedOStream, public UTSuspendable {
+// Counts what goes into or comes out of another stream, in that stream's own buffer. Until flush() the other
+// stream and the count don't know of the last bytes, so nobody else may use it. It can be suspended while the
+// other stream's buffer moves.
+template<typename Stream> class UTBufferedCounter : public Stream, public UTSuspendable {
 public:
-    explicit UTBufferedOStreamCounter(UTBufferedOStream & s);
-    ~UTBufferedOStreamCounter() override { flush(); }
-    void set_eof() override;
+    explicit UTBufferedCounter(Stream & s) : Stream(s.ptr(), s.lim()), _stream(s), _count(0)
+    {
+        if (s.eof()) {
+            this->_eof = TRUE;
+        }
+    }
+    ~UTBufferedCounter() override { flush(); }
+    void set_eof() override
+    {
+        flush();
+        Stream::set_eof();
+    }
     UTSuspendable * get_suspendable() override { return this; }
-    void make_room() override;
     void flush();
     size_t get_count() const { return _count; }
 
-    void do_suspend() override;
+    void do_suspend() override { _saved_ptr = _stream.ptr(); }
     void do_resume() override;
 
+protected:
+    // `more` is how the other stream goes on when its buffer is used up.
+    void go_on(void (Stream::*more)());
+
 private:
-    UTBufferedOStream & _ostream;
+    Stream & _stream;
     size_t _count;
-    a_byte * _saved_ptr = nullptr; // the other stream's at the time of suspension
+    decltype(std::declval<Stream &>().ptr()) _saved_ptr = nullptr; // the other stream's when suspended
 };
 
-// Counts what comes out of another stream, out of that stream's own buffer. Until flush() the other stream
-// and the count don't know of the last bytes, so nobody else may read from it. It can be suspended while the
-// other stream's buffer moves.
-class UTBufferedIStreamCounter : public UTBufferedIStream, public UTSuspendable {
+class UTBufferedOStreamCounter : public UTBufferedCounter<UTBufferedOStream> {
 public:
-    explicit UTBufferedIStreamCounter(UTBufferedIStream & s);
-    ~UTBufferedIStreamCounter() override { flush(); }
-    void set_eof() override;
-    UTSuspendable * get_suspendable() override { return this; }
-    void refill() override;
-    void flush();
-    size_t get_count() const { return _count; }
+    using UTBufferedCounter::UTBufferedCounter;
+    void make_room() override { go_on(&UTBufferedOStream::make_room); }
+};
 
-    void do_suspend() override;
-    void do_resume() override;
-
-private:
-    UTBufferedIStream & _istream;
-    size_t _count;
-    const a_byte * _saved_ptr = nullptr; // the other stream's at the time of suspension
+class UTBufferedIStreamCounter : public UTBufferedCounter<UTBufferedIStream> {
+public:
+    using UTBufferedCounter::UTBufferedCounter;
+    void refill() override { go_on(&UTBufferedIStream::refill); }
 };
 
 inline void UTBufferedOStream::store(const a_byte * src, size_t size)

@@ -102,7 +102,7 @@ a_bool is_pair(const CharsetInfo * dest, a_byte dest_id, const CharsetInfo * src
 
 UTF8ToUTF16CharsetConverter::UTF8ToUTF16CharsetConverter(UTLocale * locale, const CharsetInfo * dest_csinfo,
                                                          const CharsetInfo * src_csinfo)
-    : ToUTF16CharsetConverterBase(locale, dest_csinfo, src_csinfo), _utf8_csinfo(locale->UTF8())
+    : UnicodeTransform(locale, dest_csinfo, src_csinfo), _utf8_csinfo(locale->UTF8())
 {
     _is_supported = is_pair(dest_csinfo, CSID_UTF16LE, src_csinfo, CSID_UTF8);
 }
@@ -116,7 +116,7 @@ ORV_CONV_RET UTF8ToUTF16CharsetConverter::to_utf16_aligned(a_byte ** p_dest, con
 
 UTF16ToUTF8CharsetConverter::UTF16ToUTF8CharsetConverter(UTLocale * locale, const CharsetInfo * dest_csinfo,
                                                          const CharsetInfo * src_csinfo)
-    : FromUTF16CharsetConverterBase(locale, dest_csinfo, src_csinfo), _utf8_csinfo(locale->UTF8())
+    : UnicodeTransform(locale, dest_csinfo, src_csinfo), _utf8_csinfo(locale->UTF8())
 {
     _is_supported = is_pair(dest_csinfo, CSID_UTF8, src_csinfo, CSID_UTF16LE);
 }
@@ -132,7 +132,7 @@ ORV_CONV_RET UTF16ToUTF8CharsetConverter::from_utf16_aligned(a_byte ** p_dest, c
 
 CESU8ToUTF16CharsetConverter::CESU8ToUTF16CharsetConverter(UTLocale * locale, const CharsetInfo * dest_csinfo,
                                                            const CharsetInfo * src_csinfo)
-    : ToUTF16CharsetConverterBase(locale, dest_csinfo, src_csinfo), _cesu8_csinfo(locale->CESU8())
+    : UnicodeTransform(locale, dest_csinfo, src_csinfo), _cesu8_csinfo(locale->CESU8())
 {
     _is_supported = is_pair(dest_csinfo, CSID_UTF16LE, src_csinfo, CSID_CESU8);
 }
@@ -146,7 +146,7 @@ ORV_CONV_RET CESU8ToUTF16CharsetConverter::to_utf16_aligned(a_byte ** p_dest, co
 
 UTF16ToCESU8CharsetConverter::UTF16ToCESU8CharsetConverter(UTLocale * locale, const CharsetInfo * dest_csinfo,
                                                            const CharsetInfo * src_csinfo)
-    : FromUTF16CharsetConverterBase(locale, dest_csinfo, src_csinfo), _cesu8_csinfo(locale->CESU8())
+    : UnicodeTransform(locale, dest_csinfo, src_csinfo), _cesu8_csinfo(locale->CESU8())
 {
     _is_supported = is_pair(dest_csinfo, CSID_CESU8, src_csinfo, CSID_UTF16LE);
 }

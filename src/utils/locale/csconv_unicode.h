@@ -11,14 +11,20 @@
 
 #include "utils/locale/csconvert.h"
 
+// What they have in common.
+template<typename Base> class UnicodeTransform : public Base {
+public:
+    using Base::Base;
+    void Reset() final { Base::Reset(); }
+    [[nodiscard]] a_bool support_reporting() const final { return TRUE; }
+    void close() final { this->_is_supported = FALSE; }
+};
+
 // UTF-8 to the hub. A stop at an illegal character leaves the source cursor behind it.
-class UTF8ToUTF16CharsetConverter final : public ToUTF16CharsetConverterBase {
+class UTF8ToUTF16CharsetConverter final : public UnicodeTransform<ToUTF16CharsetConverterBase> {
 public:
     UTF8ToUTF16CharsetConverter(UTLocale * locale, const CharsetInfo * dest_csinfo,
                                 const CharsetInfo * src_csinfo);
-    void Reset() override { ToUTF16CharsetConverterBase::Reset(); }
-    [[nodiscard]] a_bool support_reporting() const override { return TRUE; }
-    void close() override { _is_supported = FALSE; }
     ORV_CONV_RET to_utf16_aligned(a_byte ** p_dest, const a_byte * dest_end, const a_byte ** p_src,
                                   const a_byte * src_end, a_bool finish) override;
 
@@ -27,13 +33,10 @@ private:
 };
 
 // The hub to UTF-8. A stop at an illegal character leaves the source cursor on it.
-class UTF16ToUTF8CharsetConverter final : public FromUTF16CharsetConverterBase {
+class UTF16ToUTF8CharsetConverter final : public UnicodeTransform<FromUTF16CharsetConverterBase> {
 public:
     UTF16ToUTF8CharsetConverter(UTLocale * locale, const CharsetInfo * dest_csinfo,
                                 const CharsetInfo * src_csinfo);
-    void Reset() override { FromUTF16CharsetConverterBase::Reset(); }
-    [[nodiscard]] a_bool support_reporting() const override { return TRUE; }
-    void close() override { _is_supported = FALSE; }
     ORV_CONV_RET from_utf16_aligned(a_byte ** p_dest, const a_byte * dest_end, const a_byte ** p_src,
                                     const a_byte * src_end, a_bool finish) override;
 
@@ -42,13 +45,10 @@ private:
 };
 
 // CESU-8 to the hub.
-class CESU8ToUTF16CharsetConverter final : public ToUTF16CharsetConverterBase {
+class CESU8ToUTF16CharsetConverter final : public UnicodeTransform<ToUTF16CharsetConverterBase> {
 public:
     CESU8ToUTF16CharsetConverter(UTLocale * locale, const CharsetInfo * dest_csinfo,
                                  const CharsetInfo * src_csinfo);
-    void Reset() override { ToUTF16CharsetConverterBase::Reset(); }
-    [[nodiscard]] a_bool support_reporting() const override { return TRUE; }
-    void close() override { _is_supported = FALSE; }
     ORV_CONV_RET to_utf16_aligned(a_byte ** p_dest, const a_byte * dest_end, const a_byte ** p_src,
                                   const a_byte * src_end, a_bool finish) override;
 
@@ -57,13 +57,10 @@ private:
 };
 
 // The hub to CESU-8.
-class UTF16ToCESU8CharsetConverter final : public FromUTF16CharsetConverterBase {
+class UTF16ToCESU8CharsetConverter final : public UnicodeTransform<FromUTF16CharsetConverterBase> {
 public:
     UTF16ToCESU8CharsetConverter(UTLocale * locale, const CharsetInfo * dest_csinfo,
                                  const CharsetInfo * src_csinfo);
-    void Reset() override { FromUTF16CharsetConverterBase::Reset(); }
-    [[nodiscard]] a_bool support_reporting() const override { return TRUE; }
-    void close() override { _is_supported = FALSE; }
     ORV_CONV_RET from_utf16_aligned(a_byte ** p_dest, const a_byte * dest_end, const a_byte ** p_src,
                                     const a_byte * src_end, a_bool finish) override;
 
