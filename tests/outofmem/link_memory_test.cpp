@@ -12,18 +12,15 @@
 #include <vector>
 
 #include "mailserver/server.h"
+#include "outofmem/allocations.h"
 #include "remote/orvsmtp.h"
 #include "support/host_profile.h"
 
 namespace {
 
-enum class Shortage { OneAllocation, FromThenOn };
-
-thread_local int allocations_until_failure = 0; // 0: all succeed
-thread_local Shortage shortage = Shortage::OneAllocation;
-
 bool must_fail()
 {
+    ++allocations_made;
     if (allocations_until_failure == 0) {
         return false;
     }
