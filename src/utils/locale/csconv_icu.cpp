@@ -1,5 +1,8 @@
 #include "utils/locale/csconv_icu.h"
 
+#include <algorithm>
+#include <cstddef>
+
 #include "utils/locale/utlocale.h"
 
 using namespace icu_abi; // names of ICU, in this file alone
@@ -31,6 +34,30 @@ bool goes_on(UConverterCallbackReason reason, CharsetConversionFlags & encounter
 template<typename Converter> Converter & converter_of(const void * context)
 {
     return *static_cast<Converter *>(const_cast<void *>(context));
+}
+
+// One step of a conversion, with none of its output left in the handle: the frame around a converter sees
+// only what is in memory, and would take a conversion for done. So a reserve is kept back for what ICU then
+// holds, one character. `convert` gets target, its limit, source, its limit, flush and error as ICU does.
+template<typename Target, typename Source, typename Convert>
+ORV_CONV_RET convert_and_drain(Convert && convert, Target ** target, const Target * target_end,
+                               Source ** source, Source * source_end, UBool flush)
+{
+    constexpr ptrdiff_t RESERVE = 8 / sizeof(Target); // no step has less room than that
+    const Target * const limit =
+        target_end - std::min(RESERVE, std::max<ptrdiff_t>(target_end - *target, 1) - 1);
+    UErrorCode error = U_ZERO_ERROR;
+    convert(target, limit, source, source_end, flush, &error);
+    if (error != U_BUFFER_OVERFLOW_ERROR) {
+        return UErrorCode_to_ORV_CONV_RET(error);
+    }
+    error = U_ZERO_ERROR;
+    if (*source == source_end) {
+        convert(target, target_end, source, source_end, flush, &error);
+        return UErrorCode_to_ORV_CONV_RET(error);
+    }
+    convert(target, target_end, source, *source, 0, &error);
+    return error > U_ZERO_ERROR ? UErrorCode_to_ORV_CONV_RET(error) : ORV_CONV_DST_BUFFER_OVERRUN;
 }
 
 } // namespace
@@ -107,12 +134,16 @@ ORV_CONV_RET ToUTF16ICUCharsetConverter::to_utf16_aligned(a_byte ** p_dest, cons
 {
     auto * target = reinterpret_cast<a_utf16 *>(*p_dest);
     auto * source = reinterpret_cast<const char *>(*p_src);
-    UErrorCode error = U_ZERO_ERROR;
-    _icu.ucnv_toUnicode_3_4(_cvth, &target, reinterpret_cast<const a_utf16 *>(dest_end), &source,
-                            reinterpret_cast<const char *>(src_end), nullptr, finish ? 1 : 0, &error);
+    const ORV_CONV_RET result = convert_and_drain(
+        [this](a_utf16 ** to, const a_utf16 * to_end, const char ** from, const char * from_end, UBool flush,
+               UErrorCode * error) {
+            _icu.ucnv_toUnicode_3_4(_cvth, to, to_end, from, from_end, nullptr, flush, error);
+        },
+        &target, reinterpret_cast<const a_utf16 *>(dest_end), &source,
+        reinterpret_cast<const char *>(src_end), UBool{finish != FALSE});
     *p_dest = reinterpret_cast<a_byte *>(target);
     *p_src = reinterpret_cast<const a_byte *>(source);
-    return UErrorCode_to_ORV_CONV_RET(error);
+    return result;
 }
 
 void ToUTF16ICUCharsetConverter::on_error(const void * context, UConverterToUnicodeArgs * args,
@@ -148,12 +179,16 @@ ORV_CONV_RET FromUTF16ICUCharsetConverter::from_utf16_aligned(a_byte ** p_dest, 
 {
     auto * target = reinterpret_cast<char *>(*p_dest);
     auto * source = reinterpret_cast<const a_utf16 *>(*p_src);
-    UErrorCode error = U_ZERO_ERROR;
-    _icu.ucnv_fromUnicode_3_4(_cvth, &target, reinterpret_cast<const char *>(dest_end), &source,
-                              reinterpret_cast<const a_utf16 *>(src_end), nullptr, finish ? 1 : 0, &error);
+    const ORV_CONV_RET result = convert_and_drain(
+        [this](char ** to, const char * to_end, const a_utf16 ** from, const a_utf16 * from_end, UBool flush,
+               UErrorCode * error) {
+            _icu.ucnv_fromUnicode_3_4(_cvth, to, to_end, from, from_end, nullptr, flush, error);
+        },
+        &target, reinterpret_cast<const char *>(dest_end), &source,
+        reinterpret_cast<const a_utf16 *>(src_end), UBool{finish != FALSE});
     *p_dest = reinterpret_cast<a_byte *>(target);
     *p_src = reinterpret_cast<const a_byte *>(source);
-    return UErrorCode_to_ORV_CONV_RET(error);
+    return result;
 }
 
 void FromUTF16ICUCharsetConverter::on_error(const void * context, UConverterFromUnicodeArgs * args,

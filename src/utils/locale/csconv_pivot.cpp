@@ -109,7 +109,8 @@ bool PivotCharsetConverter::take_ascii(void ** p_dest, const void * dest_end, co
 
 // In each round one buffer full. A buffer may end inside a surrogate pair whose other half the first stage
 // still holds, so the second stage is told of the end only when the first one has delivered everything: what
-// comes out doesn't depend on where the buffer ends.
+// comes out doesn't depend on where the buffer ends. A first stage that had no room at all may hold more, too:
+// not every converter can tell.
 ORV_CONV_RET PivotCharsetConverter::convert_slices(PivotBuffer & pivot, void ** p_dest, const void * dest_end,
                                                    const void ** p_src, const void * src_end, a_bool finish)
 {
@@ -117,6 +118,7 @@ ORV_CONV_RET PivotCharsetConverter::convert_slices(PivotBuffer & pivot, void ** 
         const void * const dest_before = *p_dest;
         const void * const src_before = *p_src;
         const a_utf16 * const units_before = pivot._unidata_end;
+        const bool had_room = units_before != pivot.buffer_end();
         void * units_end = pivot._unidata_end;
         const ORV_CONV_RET made =
             src_conv().ContinueConvert(pivot, &units_end, pivot.buffer_end(), p_src, src_end, finish);
@@ -124,7 +126,7 @@ ORV_CONV_RET PivotCharsetConverter::convert_slices(PivotBuffer & pivot, void ** 
         if (made > ORV_CONV_DST_BUFFER_OVERRUN) {
             return made;
         }
-        const bool is_last = finish && made == ORV_CONV_OK; // otherwise the buffer is full
+        const bool is_last = finish && had_room && made == ORV_CONV_OK;
         if (finish || pivot._unidata_end != pivot._buffer) {
             const ORV_CONV_RET result = empty_buffer(pivot, p_dest, dest_end, is_last ? TRUE : FALSE);
             if (is_last || result != ORV_CONV_OK) {

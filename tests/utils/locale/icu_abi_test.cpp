@@ -1,9 +1,9 @@
 // The library's own declarations of ICU's types and values beside ICU's.
 #include <type_traits>
 
+#include <unicode/uchar.h>
 #include <unicode/ucnv.h>
 #include <unicode/ucol.h>
-#include <unicode/uchar.h>
 #include <unicode/utypes.h>
 
 #include <gtest/gtest.h>

@@ -10,7 +10,8 @@ int main()
 {
     UTLocale locale;
     CharsetConverter conv(&locale, locale.UTF16LE(), UTLocale::GetCharsetInfoFromLabel("EUC-JP", CS_STD_ANY));
-    CharsetConverter own(&locale, locale.UTF16LE(), UTLocale::GetCharsetInfoFromLabel("windows-1252", CS_STD_ANY));
+    CharsetConverter own(&locale, locale.UTF16LE(),
+                         UTLocale::GetCharsetInfoFromLabel("windows-1252", CS_STD_ANY));
     std::printf("data %d mismatch %d supported %d euc-jp %d cp1252 %d", int{locale.icu().ORVGetICUDataset()},
                 int{locale.ICUVersionMismatch() != FALSE}, int{locale.ICUIsSupported() != FALSE},
                 int{conv.is_supported() != FALSE}, int{own.is_supported() != FALSE});

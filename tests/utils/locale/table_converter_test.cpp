@@ -1,12 +1,13 @@
 #include "utils/locale/csconv_pivot.h"
 
+#include <memory>
 #include <random>
 #include <typeinfo>
 
 #include <gtest/gtest.h>
 
-#include "support/locale_inspector.h"
 #include "utils/locale/converter_driver.h"
+#include "utils/locale/fake_icu.h"
 #include "utils/locale/unicode_texts.h"
 
 namespace {
@@ -252,14 +253,14 @@ struct a_staged {
     a_outcome second;
 };
 
-a_staged convert_in_stages(const CharsetInfo & dest, const CharsetInfo & src, const Bytes & input,
-                           unsigned stop_at)
+a_staged convert_in_stages(UTLocale & locale, const CharsetInfo & dest, const CharsetInfo & src,
+                           const Bytes & input, unsigned stop_at)
 {
-    CharsetConverter to_hub(&locale(), locale().UTF16LE(), &src);
+    CharsetConverter to_hub(&locale, locale.UTF16LE(), &src);
     to_hub.stop_at().set(stop_at);
     a_staged staged;
     staged.first = ConverterDriver(to_hub).whole(input);
-    CharsetConverter from_hub(&locale(), &dest, locale().UTF16LE());
+    CharsetConverter from_hub(&locale, &dest, locale.UTF16LE());
     from_hub.stop_at().set(stop_at);
     staged.second = ConverterDriver(from_hub).whole(staged.first.bytes);
     return staged;
@@ -286,7 +287,7 @@ TEST(Pivot, NothingDependsOnWhereTheBufferEnds)
                 input.insert(input.end(), boundary_text().begin(), boundary_text().end());
                 input.insert(input.end(), tail, 'y');
                 input.insert(input.end(), {0xE2, 0x82}); // truncated
-                const a_staged staged = convert_in_stages(*dest, *locale().UTF8(), input, 0);
+                const a_staged staged = convert_in_stages(locale(), *dest, *locale().UTF8(), input, 0);
                 a_outcome expected = staged.second;
                 expected.flags |= staged.first.flags;
                 expected.position = input.size();
@@ -330,12 +331,27 @@ TEST(Pivot, WhatHasNoRoomWaitsInTheBuffer)
 
 // ---- All pairs
 
-class AllPairs {
-public:
-    explicit AllPairs(unsigned seed) : _random(seed), _texts(_random) {}
-
-    template<typename Check> void each(Check && check)
+// With and without an ICU build.
+class AllPairs : public ::testing::TestWithParam<bool> {
+protected:
+    void SetUp() override
     {
+        if (!GetParam()) {
+            _locale = std::make_unique<LocaleWithoutIcu>();
+            return;
+        }
+        auto with_icu = std::make_unique<LocaleWithBuiltIcu>();
+        if (!with_icu->has_icu()) {
+            GTEST_SKIP() << "no ICU was built";
+        }
+        _locale = std::move(with_icu);
+    }
+
+    UTLocale & locale() { return *_locale; }
+
+    template<typename Check> void each_pair(unsigned seed, Check && check)
+    {
+        _random.seed(seed);
         for (const CharsetInfo & dest : UTLocale::_charset_info) {
             for (const CharsetInfo & src : UTLocale::_charset_info) {
                 if (&dest == &src) {
@@ -351,39 +367,43 @@ public:
     }
 
     // Text for the source, good or bad, that may be longer than the buffer between the stages.
-    Bytes input(const CharsetInfo & src, size_t length)
+    Bytes input_of(const CharsetInfo & src, size_t length)
     {
         Bytes bytes = u16(_texts.below(2) != 0 ? _texts.spoilt_units(length) : _texts.text(length));
         if (!src.is_UTF16Any()) {
-            CharsetConverter conv(&locale(), locale().UTF8(), locale().UTF16LE());
+            // What ICU doesn't serve is read as if it were UTF-8.
+            const bool is_utf8 = !GetParam() || !src.is_mbcs();
+            CharsetConverter conv(&locale(), is_utf8 ? locale().UTF8() : &src, locale().UTF16LE());
             bytes = _texts.spoilt_bytes(ConverterDriver(conv).whole(bytes).bytes);
         }
         return bytes;
     }
 
+    a_cutting random_cutting() { return {_random, size(), size(), GetParam() ? size_t{1} : size_t{0}}; }
     size_t size() { return sizes[_texts.below(std::size(sizes))]; }
-    std::mt19937_64 & random() { return _random; }
     UnicodeTexts & texts() { return _texts; }
 
 private:
     static constexpr size_t sizes[] = {1, 2, 3, 5, 9, 20, 70, 600};
+    std::unique_ptr<UTLocale> _locale;
     std::mt19937_64 _random;
-    UnicodeTexts _texts;
+    UnicodeTexts _texts{_random};
 };
+INSTANTIATE_TEST_SUITE_P(Locales, AllPairs, ::testing::Bool(),
+                         [](const auto & info) { return info.param ? "WithIcu" : "WithoutIcu"; });
 
-TEST(AllPairs, CuttingInputAndOutputChangesNothing)
+TEST_P(AllPairs, CuttingInputAndOutputChangesNothing)
 {
-    AllPairs pairs(531);
-    pairs.each([&pairs](const CharsetInfo & dest, const CharsetInfo & src) {
+    each_pair(531, [this](const CharsetInfo & dest, const CharsetInfo & src) {
         CharsetConverter conv(&locale(), &dest, &src);
         ConverterDriver driver(conv);
         for (int i = 0; i < 4; i++) {
-            const Bytes input = pairs.input(src, i == 0 ? 700 : 40);
+            const Bytes input = input_of(src, i == 0 ? 700 : 40);
             conv.stop_at().set(0);
             const a_outcome whole = driver.whole(input);
             EXPECT_EQ(whole.result, ORV_CONV_OK);
             EXPECT_EQ(whole.position, input.size());
-            EXPECT_EQ(driver.in_pieces(input, {pairs.random(), pairs.size(), pairs.size()}), whole);
+            EXPECT_EQ(driver.in_pieces(input, random_cutting()), whole);
         }
     });
 }
@@ -405,44 +425,47 @@ bool is_stop_of_a_pivot(const a_outcome & outcome, const a_staged & staged, Pivo
            (outcome.result != ORV_CONV_OK || held == 0);
 }
 
-TEST(AllPairs, EveryCombinationOfStopsStopsAtTheSameText)
+// Each run has a converter of its own: ICU keeps, over a reset, which substitute a character had asked for
+// that it stopped at.
+TEST_P(AllPairs, EveryCombinationOfStopsStopsAtTheSameText)
 {
-    AllPairs pairs(532);
-    pairs.each([&pairs](const CharsetInfo & dest, const CharsetInfo & src) {
-        CharsetConverter conv(&locale(), &dest, &src);
-        ConverterDriver driver(conv);
-        auto * const pivot = dynamic_cast<PivotCharsetConverter *>(&conv.conv());
+    each_pair(532, [this](const CharsetInfo & dest, const CharsetInfo & src) {
         for (unsigned stop_at = 0; stop_at < 8; stop_at++) {
-            const Bytes input = pairs.input(src, 30);
+            const Bytes input = input_of(src, 30);
+            CharsetConverter conv(&locale(), &dest, &src);
+            CharsetConverter cut_conv(&locale(), &dest, &src);
             conv.stop_at().set(stop_at);
-            const a_cutting cutting = {pairs.random(), pairs.size(), pairs.size()};
+            cut_conv.stop_at().set(stop_at);
+            const a_outcome whole = ConverterDriver(conv).whole(input);
+            const a_outcome cut = ConverterDriver(cut_conv).in_pieces(input, random_cutting());
+            auto * const pivot = dynamic_cast<PivotCharsetConverter *>(&conv.conv());
             if (pivot == nullptr) {
-                EXPECT_EQ(driver.in_pieces(input, cutting), driver.whole(input)) << hex(input);
+                EXPECT_EQ(cut, whole) << hex(input);
                 continue;
             }
-            const a_staged staged = convert_in_stages(dest, src, input, stop_at);
-            EXPECT_TRUE(is_stop_of_a_pivot(driver.whole(input), staged, *pivot)) << hex(input);
-            EXPECT_TRUE(is_stop_of_a_pivot(driver.in_pieces(input, cutting), staged, *pivot)) << hex(input);
+            const a_staged staged = convert_in_stages(locale(), dest, src, input, stop_at);
+            EXPECT_TRUE(is_stop_of_a_pivot(whole, staged, *pivot)) << hex(input);
+            auto & cut_pivot = dynamic_cast<PivotCharsetConverter &>(cut_conv.conv());
+            EXPECT_TRUE(is_stop_of_a_pivot(cut, staged, cut_pivot)) << hex(input);
             EXPECT_EQ(conv.stop_at().get(), stop_at);
         }
     });
 }
 
-TEST(AllPairs, ResetForgetsWhatIsHeldAndMet)
+TEST_P(AllPairs, ResetForgetsWhatIsHeldAndMet)
 {
-    AllPairs pairs(533);
-    pairs.each([&pairs](const CharsetInfo & dest, const CharsetInfo & src) {
+    each_pair(533, [this](const CharsetInfo & dest, const CharsetInfo & src) {
         CharsetConverter conv(&locale(), &dest, &src);
         ConverterDriver driver(conv);
-        const Bytes input = pairs.input(src, 20);
+        const Bytes input = input_of(src, 20);
         const a_outcome fresh = driver.whole(input);
-        const Bytes abandoned = pairs.input(src, 20);
+        const Bytes abandoned = input_of(src, 20);
         PivotBuffer pivot;
-        GuardedArea area(pairs.texts().below(30), true, 0x5A);
+        GuardedArea area(texts().below(30), true, 0x5A);
         void * at = area.begin();
         const void * from = abandoned.data();
         (void)conv.ContinueConvert(pivot, &at, area.end(), &from,
-                                   abandoned.data() + pairs.texts().below(abandoned.size() + 1), FALSE);
+                                   abandoned.data() + texts().below(abandoned.size() + 1), FALSE);
         EXPECT_EQ(driver.whole(input), fresh);
     });
 }

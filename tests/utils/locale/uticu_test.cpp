@@ -76,7 +76,8 @@ TEST(IcuStubs, FailEachInItsWay)
     none.ucnv_close_3_4(nullptr);
     none.ucol_setStrength_3_4(nullptr, UCOL_PRIMARY);
     none.ucol_close_3_4(nullptr);
-    EXPECT_FALSE(none.u_isUAlphabetic_3_4('a') || none.u_isWhitespace_3_4(' ') || none.u_isUWhiteSpace_3_4(' '));
+    EXPECT_FALSE(none.u_isUAlphabetic_3_4('a') || none.u_isWhitespace_3_4(' ') ||
+                 none.u_isUWhiteSpace_3_4(' '));
     EXPECT_EQ(none.u_getIntPropertyValue_3_4('1', UCHAR_NUMERIC_TYPE), 0);
     EXPECT_EQ(none.ucol_strcoll_3_4(nullptr, nullptr, 0, nullptr, 0), -1);
     EXPECT_EQ(none.ucol_strcoll_sbcs(nullptr, nullptr, "b", 1, "a", 1), -1);
@@ -138,8 +139,9 @@ TEST(IcuSearch, FindsWhatLoadsAndTellsWhatIsMissing)
         const TemporaryFolder folder;
         std::filesystem::create_directories(folder.path("root/lib64"));
         std::filesystem::create_directories(folder.path("path"));
-        for (const auto & [place, library] : {std::pair<std::string, const std::string &>{"root/lib64/", c.in_root},
-                                              {"path/", c.in_library_path}}) {
+        for (const auto & [place, library] :
+             {std::pair<std::string, const std::string &>{"root/lib64/", c.in_root},
+              {"path/", c.in_library_path}}) {
             if (!library.empty()) {
                 folder.write(place + c.name, library);
             }

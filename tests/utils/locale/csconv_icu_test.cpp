@@ -1,0 +1,189 @@
+#include "utils/locale/csconv_icu.h"
+
+#include <memory>
+
+#include <gtest/gtest.h>
+
+#include "utils/locale/converter_driver.h"
+#include "utils/locale/fake_icu.h"
+
+namespace {
+
+using namespace icu_abi;
+
+constexpr unsigned ILLEGAL = CharsetConversionFlags::ILLEGAL;
+constexpr unsigned UNMAPPABLE = CharsetConversionFlags::UNMAPPABLE;
+
+const CharsetInfo * charset(const char * label)
+{
+    return UTLocale::GetCharsetInfoFromLabel(label, CS_STD_ANY);
+}
+
+TEST(IcuConverter, ErrorsOfIcuAreResultsAndWarningsAreNone)
+{
+    const struct {
+        int error;
+        ORV_CONV_RET result;
+    } rows[] = {{0, ORV_CONV_OK},
+                {-127, ORV_CONV_OK},
+                {10, ORV_CONV_UNMAPPABLE_CHARACTER},
+                {11, ORV_CONV_TRUNCATED_CHARACTER},
+                {12, ORV_CONV_ILLEGAL_CHARACTER},
+                {15, ORV_CONV_DST_BUFFER_OVERRUN},
+                {1, ORV_CONV_FATAL_ERROR},
+                {2, ORV_CONV_FATAL_ERROR}};
+    for (const auto & row : rows) {
+        EXPECT_EQ(UErrorCode_to_ORV_CONV_RET(static_cast<UErrorCode>(row.error)), row.result) << row.error;
+    }
+}
+
+TEST(IcuConverter, AWarningOnOpeningMeansNotSupportedAndEveryHandleIsClosedOnce)
+{
+    LocaleWithFakeIcu locale;
+    const CharsetInfo * const hub = locale.UTF16LE();
+    const struct {
+        const char * label;
+        bool is_supported;
+        const char * opening;
+        const char * closing;
+    } rows[] = {
+        {"EUC-JP", true, "ibm-33722_P12A-1999 fallback=1 ", "close "},
+        {"IBM850", false, "ibm-850_P100-1995 fallback=1 ", "close "},
+        {"IBM437", false, "ibm-437_P100-1995 ", ""},
+    };
+    for (const auto & row : rows) {
+        SCOPED_TRACE(row.label);
+        {
+            ToUTF16ICUCharsetConverter to(&locale, hub, charset(row.label));
+            EXPECT_EQ(to.is_supported() != FALSE, row.is_supported);
+            EXPECT_TRUE(to.support_reporting());
+        }
+        EXPECT_EQ(locale.take_log(), std::string(row.opening) + row.closing);
+        FromUTF16ICUCharsetConverter from(&locale, charset(row.label), hub);
+        EXPECT_EQ(from.is_supported() != FALSE, row.is_supported);
+        EXPECT_EQ(locale.take_log(), row.opening);
+        from.close();
+        from.close();
+        EXPECT_FALSE(from.is_supported());
+        from.Reset(); // asks nothing of ICU any more
+        EXPECT_EQ(locale.take_log(), row.closing);
+    }
+}
+
+TEST(IcuConverter, ResetIsForItsDirectionAlone)
+{
+    LocaleWithFakeIcu locale;
+    ToUTF16ICUCharsetConverter to(&locale, locale.UTF16LE(), charset("EUC-JP"));
+    FromUTF16ICUCharsetConverter from(&locale, charset("EUC-JP"), locale.UTF16LE());
+    (void)locale.take_log();
+    to.Reset();
+    EXPECT_EQ(locale.take_log(), "reset-to ");
+    from.Reset();
+    EXPECT_EQ(locale.take_log(), "reset-from ");
+}
+
+// What must come of two good characters with a bad one in between.
+a_outcome expected(bool is_unmappable, unsigned stop_at, const Bytes & good, const Bytes & substitute,
+                   size_t bad_size)
+{
+    const unsigned met = is_unmappable && (stop_at & UNMAPPABLE) == 0 ? UNMAPPABLE | ILLEGAL
+                         : is_unmappable                              ? UNMAPPABLE
+                                                                      : ILLEGAL;
+    a_outcome outcome = {good, ORV_CONV_OK, met, 0};
+    if ((stop_at & met) != 0) {
+        outcome.result = is_unmappable ? ORV_CONV_UNMAPPABLE_CHARACTER : ORV_CONV_ILLEGAL_CHARACTER;
+        outcome.position = bad_size; // with the first good one, below
+        return outcome;
+    }
+    outcome.bytes.insert(outcome.bytes.end(), substitute.begin(), substitute.end());
+    outcome.bytes.insert(outcome.bytes.end(), good.begin(), good.end());
+    return outcome;
+}
+
+// A stop for illegal characters alone stops at unmappable ones, too, since these count as both unless their
+// own stop comes first.
+void check_all_stops(UTLocale & locale)
+{
+    struct a_case {
+        const char * dest;
+        const char * src;
+        Bytes good; // of the source
+        Bytes bad;
+        bool is_unmappable;
+        Bytes converted; // of the destination
+        Bytes substitute;
+    };
+    const a_case cases[] = {
+        {"windows-1252", "UTF-16LE", {'a', 0}, {0x00, 0x4E}, true, {'a'}, {0x1A}},
+        {"windows-1252", "UTF-16LE", {'a', 0}, {0x00, 0xDC}, false, {'a'}, {0x1A}},
+    };
+    for (const a_case & c : cases) {
+        for (unsigned stop_at = 0; stop_at < 8; stop_at++) {
+            SCOPED_TRACE(std::string(c.src) + " to " + c.dest + " stop at " + std::to_string(stop_at));
+            CharsetConverter conv(&locale, charset(c.dest), charset(c.src));
+            ASSERT_TRUE(conv.is_supported());
+            conv.stop_at().set(stop_at);
+            Bytes input = c.good;
+            input.insert(input.end(), c.bad.begin(), c.bad.end());
+            input.insert(input.end(), c.good.begin(), c.good.end());
+            a_outcome outcome = expected(c.is_unmappable, stop_at, c.converted, c.substitute, c.bad.size());
+            outcome.position = outcome.result == ORV_CONV_OK ? input.size() : c.good.size() + c.bad.size();
+            EXPECT_EQ(ConverterDriver(conv).whole(input), outcome);
+        }
+    }
+}
+
+TEST(IcuConverter, FlagsAndSubstitutesAreRightInEveryCombinationOfStops)
+{
+    LocaleWithFakeIcu fake;
+    check_all_stops(fake);
+    // The other direction, where the fake knows of such bytes.
+    for (const auto & [byte, is_unmappable] : {std::pair<a_byte, bool>{0xF0, true}, {0xF1, false}}) {
+        for (unsigned stop_at = 0; stop_at < 8; stop_at++) {
+            SCOPED_TRACE(stop_at);
+            CharsetConverter conv(&fake, fake.UTF16LE(), charset("EUC-JP"));
+            conv.stop_at().set(stop_at);
+            a_outcome outcome = expected(is_unmappable, stop_at, {'a', 0}, {0xFD, 0xFF}, 1);
+            outcome.position = outcome.result == ORV_CONV_OK ? 3 : 2;
+            EXPECT_EQ(ConverterDriver(conv).whole(Bytes{'a', byte, 'a'}), outcome);
+        }
+    }
+}
+
+TEST(IcuConverter, FlagsAndSubstitutesAreRightWithTheRealOne)
+{
+    LocaleWithBuiltIcu built;
+    if (!built.has_icu()) {
+        GTEST_SKIP() << "no ICU was built";
+    }
+    check_all_stops(built);
+    CharsetConverter conv(&built, built.UTF16LE(), charset("EUC-JP"));
+    EXPECT_EQ(ConverterDriver(conv).whole(Bytes{0xC6, 0xFC, 0xCB}),
+              (a_outcome{{0xE5, 0x65, 0x1A, 0x00}, ORV_CONV_OK, ILLEGAL, 3}))
+        << "a character that the end cuts is ICU's to substitute, and a single byte gets U+001A there";
+}
+
+// Output that ICU would keep for the next call is lost to whoever sees the end of the input and a full
+// destination, and stops calling.
+TEST(IcuConverter, NoOutputStaysBehindInIcu)
+{
+    LocaleWithBuiltIcu built;
+    if (!built.has_icu()) {
+        GTEST_SKIP() << "no ICU was built";
+    }
+    CharsetConverter conv(&built, charset("Shift_JIS"), built.UTF16LE());
+    ConverterDriver driver(conv);
+    Bytes input;
+    for (int i = 0; i < 40; i++) {
+        input.insert(input.end(), {static_cast<a_byte>('a' + i % 26), 0, 0xE5, 0x65});
+    }
+    const a_outcome whole = driver.whole(input);
+    ASSERT_EQ(whole.bytes.size(), 120U);
+    for (size_t at = 0; at <= input.size(); at += 3) {
+        for (size_t room = 1; room < 40; room++) {
+            ASSERT_EQ(driver.in_two_pieces(input, at, room), whole) << at << " " << room;
+        }
+    }
+}
+
+} // namespace
