@@ -58,6 +58,12 @@ template<typename Iterator> struct an_adapter {
     static UBool has_previous(UCharIterator * iter) { return static_cast<UBool>(self(iter)->index() > 0); }
     static UChar32 current(UCharIterator * iter) { return self(iter)->current(); }
     static UChar32 next(UCharIterator * iter) { return self(iter)->next(); }
+    static UChar32 next_disguised(UCharIterator * iter)
+    {
+        iter->next = next;
+        const UChar32 unit = next(iter);
+        return unit < 0 ? unit : unit ^ 1;
+    }
     static UChar32 previous(UCharIterator * iter) { return self(iter)->previous(); }
 
     // Nobody here keeps a place for later.
@@ -85,31 +91,7 @@ template<typename Iterator> struct an_adapter {
     }
 };
 
-// What an iterator can't do without is a caller's fault; it then has no text.
-size_t at_hand(const void * bytes, size_t available, size_t limit)
-{
-    return bytes == nullptr ? 0 : std::min({available, limit, size_t{INT32_MAX}});
-}
-
-// Can ICU read the text in place?
-bool is_utf8_at_start(const UCharIteratorBase * text)
-{
-    return text->is_utf8() && text->is_whole() && text->index() == 0;
-}
-
-UCharIteratorBase * object_in(an_icu_iterator * iter)
-{
-    return std::launder(reinterpret_cast<UCharIteratorBase *>(iter));
-}
-
 } // namespace
-
-UCharIteratorBase::UCharIteratorBase(const uint8_t * bytes, size_t available, size_t limit,
-                                     orv_fill_func fill, void * fill_context)
-    : _bytes(bytes), _available(at_hand(bytes, available, limit)), _limit(std::min(limit, size_t{INT32_MAX})),
-      _fill(fill), _fill_context(fill_context), _whole(fill == nullptr || _available == _limit)
-{
-}
 
 bool UCharIteratorBase::fetch(size_t position)
 {
@@ -124,15 +106,14 @@ bool UCharIteratorBase::fetch(size_t position)
     return position < _available;
 }
 
-FragmentedSBCSIterator::FragmentedSBCSIterator(const uint8_t * bytes, size_t available, size_t limit,
-                                               orv_fill_func fill, void * fill_context, const UChar * map)
-    : UCharIteratorBase(bytes, available, limit, fill, fill_context), _map(map)
-{
-}
-
 void FragmentedSBCSIterator::bind(UCharIterator * icu_iter)
 {
     an_adapter<FragmentedSBCSIterator>::bind(this, icu_iter);
+}
+
+void FragmentedSBCSIterator::disguise_first(UCharIterator * icu_iter)
+{
+    icu_iter->next = an_adapter<FragmentedSBCSIterator>::next_disguised;
 }
 
 UChar32 FragmentedSBCSIterator::at_end()
@@ -141,27 +122,24 @@ UChar32 FragmentedSBCSIterator::at_end()
     return U_SENTINEL;
 }
 
-UnitIterator::UnitIterator(const UChar * text, int32_t length)
-    : UCharIteratorBase(reinterpret_cast<const uint8_t *>(text), static_cast<size_t>(length) * sizeof(UChar),
-                        SIZE_MAX, nullptr, nullptr),
-      _text(text)
-{
-}
-
 void UnitIterator::bind(UCharIterator * icu_iter)
 {
     an_adapter<UnitIterator>::bind(this, icu_iter);
 }
 
-FragmentedUTF8Iterator::FragmentedUTF8Iterator(const uint8_t * bytes, size_t available, size_t limit,
-                                               orv_fill_func fill, void * fill_context)
-    : UCharIteratorBase(bytes, available, limit, fill, fill_context)
+void UnitIterator::disguise_first(UCharIterator * icu_iter)
 {
+    icu_iter->next = an_adapter<UnitIterator>::next_disguised;
 }
 
 void FragmentedUTF8Iterator::bind(UCharIterator * icu_iter)
 {
     an_adapter<FragmentedUTF8Iterator>::bind(this, icu_iter);
+}
+
+void FragmentedUTF8Iterator::disguise_first(UCharIterator * icu_iter)
+{
+    icu_iter->next = an_adapter<FragmentedUTF8Iterator>::next_disguised;
 }
 
 UChar32 FragmentedUTF8Iterator::read_character(size_t * position)
@@ -293,31 +271,5 @@ void uiter_setUTF8_3_4(an_icu_iterator * iter, const char * text, int32_t length
 {
     const size_t size = text == nullptr ? 0 : length < 0 ? strlen(text) : static_cast<size_t>(length);
     new (iter) FragmentedUTF8Iterator(reinterpret_cast<const uint8_t *>(text), size, size, nullptr, nullptr);
-}
-
-UCollationResult ucol_strcollIter_3_4(const UCollator * collator, an_icu_iterator * iter1,
-                                      an_icu_iterator * iter2, UErrorCode * error)
-{
-    if (error == nullptr || U_FAILURE(*error)) {
-        return UCOL_EQUAL;
-    }
-    if (collator == nullptr) {
-        *error = U_ILLEGAL_ARGUMENT_ERROR;
-        return UCOL_EQUAL;
-    }
-    UCharIteratorBase * text1 = object_in(iter1);
-    UCharIteratorBase * text2 = object_in(iter2);
-    // ICU compares UTF-8 in memory in a third of the time that it needs with iterators.
-    if (is_utf8_at_start(text1) && is_utf8_at_start(text2)) {
-        return ucol_strcollUTF8(collator, reinterpret_cast<const char *>(text1->bytes()),
-                                static_cast<int32_t>(text1->available()),
-                                reinterpret_cast<const char *>(text2->bytes()),
-                                static_cast<int32_t>(text2->available()), error);
-    }
-    UCharIterator icu_iter1;
-    UCharIterator icu_iter2;
-    text1->bind(&icu_iter1);
-    text2->bind(&icu_iter2);
-    return ucol_strcollIter(collator, &icu_iter1, &icu_iter2, error);
 }
 }

@@ -101,7 +101,8 @@ ORVICU_EXPORT UCollationResult ucol_strcoll_3_4(const UCollator * collator, cons
                                                 const UChar * s2, int32_t length2);
 
 // Compares as ucol_strcoll does on the two texts taken through the map of 256 values: negative, 0 or
-// positive.
+// positive. This one and ucol_strcollIter_3_4 keep the order of the sort keys even in the rare cases in which
+// ucol_strcoll doesn't.
 ORVICU_EXPORT int ucol_strcoll_sbcs(const UCollator * collator, const UChar * map, const char * s1,
                                     size_t length1, const char * s2, size_t length2);
 

@@ -1,4 +1,4 @@
-// Comparing and key building straight from single-byte text and UTF-8.
+// Key building straight from single-byte text and UTF-8.
 
 #include <unicode/ustring.h>
 
@@ -8,15 +8,6 @@
 #include "icu/iterator.h"
 
 namespace {
-
-// Text of up to this many bytes is taken to UTF-16 on the stack before ICU sees it, which is what ICU is
-// fastest with; the link library gives no more than 1,024. Anything longer is read in place.
-constexpr size_t STACK_UNITS = 1024;
-
-void map_text(UChar * dest, const UChar * map, const char * text, size_t length)
-{
-    std::transform(text, text + length, dest, [map](char c) { return map[static_cast<unsigned char>(c)]; });
-}
 
 // Where leading bytes of a key go.
 struct a_key_buffer {
@@ -39,16 +30,25 @@ int32_t key_of_iterator(const UCollator * collator, UCharIterator * iter, const 
 int32_t key_of_units(const UCollator * collator, const UChar * text, int32_t length, const a_key_buffer & key,
                      UErrorCode * error)
 {
-    // Most keys are about as long as their text in UTF-16. For less room it isn't worth the try.
-    if (key.size > length) {
-        const int32_t key_length = ucol_getSortKey(collator, text, length, key.dest, key.size);
+    // Most keys are about as long as their text in UTF-16, or twice as long. For less room ICU had better
+    // stop early.
+    if (key.size > length / 2) {
+        uint8_t local[2 * STACK_UNITS]; // since ICU doesn't tell what it leaves in a buffer that is too small
+        const bool in_place = key.size >= static_cast<int32_t>(sizeof local);
+        uint8_t * dest = in_place ? key.dest : local;
+        const int32_t capacity = in_place ? key.size : static_cast<int32_t>(sizeof local);
+        const int32_t key_length = ucol_getSortKey(collator, text, length, dest, capacity);
         if (key_length == 0) {
             *error = U_MEMORY_ALLOCATION_ERROR;
+            return 0;
         }
-        if (key_length <= key.size) {
-            return std::max(key_length - 1, 0);
+        if (key_length <= capacity) {
+            const int32_t given = std::min(key_length - 1, key.size);
+            if (!in_place) {
+                memcpy(key.dest, local, static_cast<size_t>(given));
+            }
+            return given;
         }
-        // What a key that doesn't fit leaves in the buffer isn't told.
     }
     UCharIterator iter;
     uiter_setString(&iter, text, length);
@@ -89,11 +89,6 @@ size_t size_of(const char * text, int32_t length)
     return length < 0 ? strlen(text) : static_cast<size_t>(length);
 }
 
-const uint8_t * bytes_of(const char * text)
-{
-    return reinterpret_cast<const uint8_t *>(text);
-}
-
 } // namespace
 
 extern "C" {
@@ -124,7 +119,7 @@ int32_t ucol_getSortKeyPrefixSBCS(const UCollator * collator, const char * text,
     const a_key_buffer key(dest, dest_size);
     if (text_is_complete != 0 && size <= STACK_UNITS) {
         UChar units[STACK_UNITS];
-        map_text(units, map, text, size);
+        map_text(units, map, bytes_of(text), size);
         return key_of_units(collator, units, static_cast<int32_t>(size), key, error);
     }
     FragmentedSBCSIterator iter(bytes_of(text), size, size, nullptr, nullptr, map);
@@ -149,29 +144,5 @@ int32_t ucol_getSortKeyPrefixUTF8(const UCollator * collator, const char * text,
     }
     FragmentedUTF8Iterator iter(bytes_of(text), size, size, nullptr, nullptr);
     return key_of_text(collator, iter, text_is_complete != 0, key, error);
-}
-
-int ucol_strcoll_sbcs(const UCollator * collator, const UChar * map, const char * s1, size_t length1,
-                      const char * s2, size_t length2)
-{
-    if (collator == nullptr) {
-        return -1; // as without this library
-    }
-    if (length1 <= STACK_UNITS && length2 <= STACK_UNITS) {
-        UChar units1[STACK_UNITS];
-        UChar units2[STACK_UNITS];
-        map_text(units1, map, s1, length1);
-        map_text(units2, map, s2, length2);
-        return ucol_strcoll(collator, units1, static_cast<int32_t>(length1), units2,
-                            static_cast<int32_t>(length2));
-    }
-    FragmentedSBCSIterator text1(bytes_of(s1), length1, length1, nullptr, nullptr, map);
-    FragmentedSBCSIterator text2(bytes_of(s2), length2, length2, nullptr, nullptr, map);
-    UCharIterator iter1;
-    UCharIterator iter2;
-    text1.bind(&iter1);
-    text2.bind(&iter2);
-    UErrorCode error = U_ZERO_ERROR;
-    return ucol_strcollIter(collator, &iter1, &iter2, &error);
 }
 }
