@@ -18,7 +18,6 @@ using Smtp = MailServerTest;
 using Pop3 = MailServerTest;
 using Logins = MailServerTest;
 using Maildir = MailServerTest;
-using Null = MailServerTest;
 using ServerLife = MailServerTest;
 
 // A reply of several lines: its first line, "|", the others with the end mark.
@@ -146,47 +145,6 @@ TEST_F(Smtp, RefusesMailAndLinesOverTheLimitAndGoesOn)
     EXPECT_EQ(client->ask(std::string(510, 'x') + std::string(510, '.') + "\r\n."), "552 Mail too big");
 }
 
-TEST_F(Smtp, KeepsTheSecondPieceOfALongLineUnstuffed)
-{
-    start();
-    auto client = greeted();
-    envelope(*client);
-    const std::string line = std::string(4094, 'x') + "." + std::string(9000, '.');
-    EXPECT_EQ(client->ask(line + "\r\n."), "250 OK");
-    EXPECT_EQ(memory->mails("alice").back(), line + "\r\n");
-}
-
-TEST_F(Smtp, DeliversOnceToEachOfSeveralRecipients)
-{
-    start();
-    auto client = greeted();
-    for (const char * line : {"MAIL FROM:<>", "RCPT TO:<alice@x>", "RCPT TO:<tim>", "RCPT TO:<alice@y>"})
-        EXPECT_EQ(client->ask(line), "250 OK");
-    (void)client->ask("DATA");
-    EXPECT_EQ(client->ask("m\r\n."), "250 OK");
-    EXPECT_EQ(memory->mails("alice"), std::vector<std::string>{"m\r\n"});
-    EXPECT_EQ(memory->mails("tim"), std::vector<std::string>{"m\r\n"});
-}
-
-TEST_F(Logins, AnnounceOnlyTheMechanismsThatWork)
-{
-    for (const int on : {0, 1, 2, 3}) {
-        Config config = config_of_tests();
-        config.auth_cram_md5 = (on & 1) != 0;
-        config.auth_login = (on & 2) != 0;
-        start(config);
-        auto client = smtp();
-        (void)client->line();
-        std::string reply = client->ask("EHLO me");
-        std::string auth;
-        for (; reply.starts_with("250-"); reply = client->line())
-            auth += reply.starts_with("250-AUTH") ? reply.substr(4) : "";
-        static constexpr const char * expected[] = {"", "AUTH CRAM-MD5", "AUTH LOGIN", "AUTH CRAM-MD5 LOGIN"};
-        EXPECT_EQ(auth, expected[on]);
-        EXPECT_EQ(client->ask("AUTH CRAM-MD5").substr(0, 3), (on & 1) != 0 ? "334" : "504");
-    }
-}
-
 TEST_F(Logins, TakeTheCramMd5AnswerOfTheStandardAndNoOther)
 {
     Config config = config_of_tests();
@@ -228,21 +186,6 @@ TEST_F(Logins, TakeTheApopDigestOfTheStandardAndNoOther)
     EXPECT_EQ(client->ask("APOP mrose c4c9334bac560ecc979e58001b3e22fc").substr(0, 4), "-ERR");
     EXPECT_EQ(client->ask("APOP nobody d41d8cd98f00b204e9800998ecf8427e").substr(0, 4), "-ERR");
     EXPECT_EQ(client->ask("APOP mrose c4c9334bac560ecc979e58001b3e22fb"), "+OK 0 messages");
-}
-
-TEST_F(Logins, GiveEachConnectionATimestampOfItsOwnOrNoneAtAll)
-{
-    start();
-    EXPECT_NE(pop3()->line(), pop3()->line());
-    Config config = config_of_tests();
-    config.apop = false;
-    start(config);
-    auto client = pop3();
-    EXPECT_EQ(client->line(), "+OK POP3 ready");
-    EXPECT_EQ(client->ask("STAT").substr(0, 4), "-ERR"); // not logged in
-    EXPECT_EQ(client->ask("PASS wonder land").substr(0, 4), "-ERR");
-    EXPECT_EQ(client->ask("USER alice"), "+OK");
-    EXPECT_EQ(client->ask("PASS wonder").substr(0, 4), "-ERR");
 }
 
 TEST_F(Logins, KeepASecondSessionOutOfAMailboxUntilTheFirstHasEnded)
@@ -416,26 +359,6 @@ TEST_F(Maildir, ThatCannotBeWrittenMakesTheServerRefuseTheMail)
     envelope(*client);
     EXPECT_EQ(client->ask("m\r\n.").substr(0, 4), "451 ");
     EXPECT_THROW(store->deliver("../up", "m\r\n"), std::runtime_error);
-}
-
-TEST_F(Null, ServesTheMailItWasToldAndForgetsWhatItTakes)
-{
-    start(config_of_tests(), std::make_shared<NullStore>(SyntheticMail{20000, 7, 1000}));
-    auto sender = greeted();
-    envelope(*sender);
-    EXPECT_EQ(sender->ask("gone\r\n."), "250 OK");
-    auto client = inbox();
-    const std::string stat = client->ask("STAT");
-    EXPECT_EQ(stat.substr(0, 10), "+OK 20000 ");
-    const std::string size = client->ask("LIST 20000").substr(10);
-    EXPECT_EQ(client->ask("RETR 20000"), "+OK " + size + " octets");
-    const std::string mail = client->block();
-    EXPECT_EQ(std::to_string(mail.size() - 3), size) << "without the end mark";
-    const size_t body = mail.find("\r\n\r\n") + 4;
-    EXPECT_EQ(mail.size() - 3 - body, 1000U);
-    EXPECT_EQ(std::count(mail.begin(), mail.begin() + static_cast<long>(body), '\n'), 7 + 1);
-    EXPECT_EQ(client->ask("TOP 1 0").substr(0, 3), "+OK");
-    EXPECT_EQ(client->block().size(), body + 3);
 }
 
 TEST_F(ServerLife, RefusesAddressesThatOthersCouldReach)

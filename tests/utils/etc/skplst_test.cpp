@@ -150,24 +150,6 @@ TEST_F(SkipListTest, MoveForwardGivesTheEntrySteppedOverAndStaysAtTheEnd)
     list.deleteEntries();
 }
 
-TEST_F(SkipListTest, NewestOfEqualKeysIsReachedFirst)
-{
-    SkipList list(counted_alloc, counted_free, NO_LIMIT);
-    const int key = 5;
-    // Many equals, so that high and low nodes stand among them.
-    std::vector<std::unique_ptr<Entry>> entries;
-    for (int serial = 0; serial < 200; ++serial) {
-        entries.push_back(std::make_unique<Entry>(key, serial));
-        list.add(entries.back().get());
-        ASSERT_EQ(list.get(Entry::key_of(key)), entries.back().get());
-    }
-    for (int serial = 199; serial >= 0; --serial) {
-        ASSERT_EQ(list.remove(Entry::key_of(key)), entries[static_cast<size_t>(serial)].get());
-    }
-    EXPECT_TRUE(list.isEmpty());
-    EXPECT_EQ(said.living, 200) << "removing destroys nothing";
-}
-
 TEST_F(SkipListTest, FingerGoesBackForAKeyInFrontOfItAndAppendsBehindTheLast)
 {
     SkipList list(counted_alloc, counted_free, NO_LIMIT);
@@ -183,18 +165,6 @@ TEST_F(SkipListTest, FingerGoesBackForAKeyInFrontOfItAndAppendsBehindTheLast)
     EXPECT_EQ(key_in(finger.moveTo(Entry::key_of(front))), 10);
     EXPECT_EQ(key_in(finger.moveTo(Entry::key_of(behind))), behind);
     EXPECT_EQ(keys_of(list), (std::vector<int>{10, 20, 30, 40}));
-    list.deleteEntries();
-}
-
-TEST_F(SkipListTest, OnlyAnEqualKeyIsFoundOrTakenOut)
-{
-    SkipList list(counted_alloc, counted_free, NO_LIMIT);
-    fill(list, {10, 20, 30});
-    for (const int absent : {5, 15, 35}) {
-        EXPECT_EQ(list.get(Entry::key_of(absent)), nullptr) << absent;
-        EXPECT_EQ(list.remove(Entry::key_of(absent)), nullptr) << absent;
-    }
-    EXPECT_EQ(keys_of(list), (std::vector<int>{10, 20, 30}));
     list.deleteEntries();
 }
 

@@ -230,6 +230,22 @@ TEST(UTCollation, AnIcuBoundTakesThePrimaryLevelAlone)
     EXPECT_EQ(collation.sortkey_bound(UPPER_INCLUSIVE, bound, 0, key, sizeof key), 0U);
 }
 
+// Closed is as without a build.
+TEST(CollationDeathTest, WithoutABuildComparisonAndKeysAreAssertions)
+{
+    UTLocale locale;
+    UTCollation collation(nullptr);
+    ASSERT_TRUE(collation.set_collation(&locale, row("UCA"), charset("UTF-8"), nullptr,
+                                        UTCollationTailoring(), FALSE));
+    collation.close();
+    const a_byte text[] = {'a', 'b'};
+    a_byte key[8];
+    EXPECT_DEATH(collation.coll()->trancmp(text, sizeof text, text, sizeof text),
+                 "strcollIter failed\nFile 'utils/etc/icu_collation' at line #");
+    EXPECT_DEATH((void)collation.coll()->sortkey_prefix(key, sizeof key, text, sizeof text),
+                 "GetSortKeyPrefix failed\nFile 'utils/etc/icu_collation' at line #");
+}
+
 // ---- Stepping
 
 struct Utf8 {
