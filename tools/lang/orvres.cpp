@@ -1,7 +1,7 @@
 // orvres - language files of the message link: compiles them from PO files, turns them back, and checks them.
 //
-// Exit status: 0; 1 if the input fails, after a line on standard error for each fault, and with no output
-// file; 2 for a wrong call.
+// Exit status: 0; 1 if the input fails, after a line on standard error for each fault, and with the output
+// file as it was; 2 for a wrong call.
 
 #include <cstdio>
 #include <fstream>
@@ -37,12 +37,18 @@ int report(const std::string & file, const std::vector<std::string> & faults)
     return faults.empty() ? 0 : exit_failure;
 }
 
+// A link may have the old file mapped, so the new one takes its place and not its bytes.
 bool write_file(const std::string & path, const std::vector<std::uint8_t> & bytes)
 {
-    std::ofstream file(path, std::ios::binary);
+    const std::string beside = path + ".new";
+    std::ofstream file(beside, std::ios::binary);
     file.write(reinterpret_cast<const char *>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     file.close();
-    return file.good();
+    const bool good = file.good() && std::rename(beside.c_str(), path.c_str()) == 0;
+    if (!good) {
+        (void)std::remove(beside.c_str()); // may not even be there
+    }
+    return good;
 }
 
 // The English texts, empty if the call doesn't name them. None after a fault, which is reported then.
@@ -71,11 +77,7 @@ int compile(const a_command_line & line)
     if (!compiled.faults.empty()) {
         return report(line.input, compiled.faults);
     }
-    if (!write_file(line.output, compiled.bytes)) {
-        (void)std::remove(line.output.c_str()); // half a file is worse than none
-        return report(line.output, {"can't be written"});
-    }
-    return 0;
+    return write_file(line.output, compiled.bytes) ? 0 : report(line.output, {"can't be written"});
 }
 
 // The file, held against the English texts if the call names them. None after a fault, which is reported
