@@ -90,23 +90,6 @@ TEST(CharsetLookup, OnlyTheseLabelsAreLostToAnEarlierRow)
     EXPECT_EQ(lost, expected);
 }
 
-TEST(CharsetLookup, EachCanonicalLabelStandsInItsOwnRow)
-{
-    for (const CharsetInfo & row : UTLocale::_charset_info) {
-        const a_charset_label * end = row._all_labels;
-        while (end->_label != nullptr) {
-            end++;
-        }
-        for (const a_charset_label * canonical :
-             {row._orv_canonical, row._iana_canonical, row._mime_canonical, row._icu_canonical,
-              row._java_canonical, row._kep_canonical}) {
-            EXPECT_TRUE(canonical >= row._all_labels && canonical <= end) << row_number(&row);
-        }
-        EXPECT_NE(row.orv_label(), nullptr);
-        EXPECT_NE(row.icu_label(), nullptr);
-    }
-}
-
 TEST(CharsetLookup, OnlyFillerAndCaseMayDiffer)
 {
     const struct {
@@ -153,23 +136,6 @@ TEST(CharsetLookup, OnlyFillerAndCaseMayDiffer)
     EXPECT_EQ(row_of(nullptr), NO_ROW);
     EXPECT_FALSE(UTLocale::_charset_info[0].match_label(nullptr, CS_STD_ANY));
     EXPECT_TRUE(UTLocale::_charset_info[53].match_label("  utf 8", CS_STD_ANY));
-}
-
-TEST(CharsetLookup, AStandardHidesTheNamesOfOthers)
-{
-    EXPECT_EQ(row_of("sjis", CS_STD_KEP), 7);
-    EXPECT_EQ(row_of("cp874", CS_STD_KEP), 39);
-    EXPECT_EQ(row_of("cp950", CS_STD_KEP), 25);
-    EXPECT_EQ(row_of("sjis", CS_STD_IANA), NO_ROW);
-    EXPECT_EQ(row_of("TIS-620", CS_STD_WINDOWS), 39);
-}
-
-TEST(CharsetLookup, LongLabelsOfFillerAreWalkedToTheirEnd)
-{
-    const std::string filler(100 * 1024, '-');
-    EXPECT_EQ(row_of(filler.c_str()), NO_ROW);
-    EXPECT_EQ(row_of((filler + "utf" + filler + "8" + filler).c_str()), 53);
-    EXPECT_EQ(row_of((filler + "utf" + filler + "9").c_str()), NO_ROW);
 }
 
 TEST(CharsetLookup, CodePageNumbersGiveTheFirstRow)
@@ -224,25 +190,6 @@ TEST(CharsetInfo, ByteOrderIsExplicitInFourNamesOnly)
         EXPECT_FALSE(CharsetInfo::is_UTF16_explicit_endian_label(label)) << label;
     }
     EXPECT_FALSE(CharsetInfo::is_UTF16_explicit_endian_label(nullptr));
-}
-
-TEST(CharsetInfo, PlatformEndianIsLittle)
-{
-    const CharsetInfo & little = *UTLocale::GetCharsetInfoFromLabel("UTF-16PE", CS_STD_ORV);
-    const CharsetInfo & big = *UTLocale::GetCharsetInfoFromLabel("UTF-16OE", CS_STD_ORV);
-    EXPECT_TRUE(little.is_UTF16LE() && little.is_UTF16PE() && little.is_UTF16Any() && !little.is_UTF16BE());
-    EXPECT_TRUE(big.is_UTF16BE() && big.is_UTF16OE() && big.is_UTF16Any() && !big.is_UTF16PE());
-    const CharsetInfo & cesu = *UTLocale::GetCharsetInfoFromLabel("CESU-8", CS_STD_ANY);
-    EXPECT_TRUE(cesu.is_CESU8() && !cesu.is_UTF8() && !cesu.is_UTF16Any());
-}
-
-TEST(CharsetInfo, SubstitutionIsAsLongAsItSays)
-{
-    size_t len = 0;
-    const a_byte * bytes = UTLocale::_charset_info[53].get_substitution_character(&len);
-    EXPECT_EQ(std::string(reinterpret_cast<const char *>(bytes), len), "\xEF\xBF\xBD");
-    bytes = UTLocale::_charset_info[2].get_substitution_character(&len);
-    EXPECT_EQ(std::string(reinterpret_cast<const char *>(bytes), len), "\x7F");
 }
 
 TEST(UnknownCharset, OnlyTheFourWordsAndNoLabelMeanThatNoneWasGiven)

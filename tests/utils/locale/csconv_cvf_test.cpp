@@ -221,18 +221,6 @@ TEST(ConversionFile, EachMapOfAWrittenFileIsReadAndKeepsWhatBothHave)
     }
 }
 
-TEST(ConversionFile, KnownBytesComeOutRight)
-{
-    const auto byte_of = [](const char * dest, const char * src, a_byte b) {
-        return make_cvf_map(*row(dest), *row(src))[b - 0x80];
-    };
-    EXPECT_EQ(byte_of("IBM850", "windows-1252", 0xE9), 0x82);      // e with acute
-    EXPECT_EQ(byte_of("ISO-8859-15", "windows-1252", 0x80), 0xA4); // euro
-    EXPECT_EQ(byte_of("windows-1251", "KOI8-R", 0xC1), 0xE0);      // Cyrillic a
-    EXPECT_EQ(byte_of("windows-1252", "KOI8-R", 0xC1), 0x1A);      // has none
-    EXPECT_EQ(byte_of("US-ASCII", "windows-1252", 0xE9), 0x1A);
-}
-
 TEST(ConversionFile, TheToolTakesNoBrokenFile)
 {
     const auto rows = single_byte_rows();

@@ -148,20 +148,6 @@ TEST(CharsetConverter, FactoriesLeaveNothingWithoutALastResort)
     conv->~CharsetConverterBase();
 }
 
-TEST(CharsetConversionFlags, EachBitIsSetAndClearedByItself)
-{
-    CharsetConversionFlags flags;
-    flags.set_illegal_character();
-    flags.set_truncated_character();
-    EXPECT_EQ(flags.get(), 5u);
-    flags.set_illegal_character(FALSE);
-    EXPECT_EQ(flags.get(), 4u);
-    flags.set_unmappable_character();
-    EXPECT_EQ(flags, CharsetConversionFlags(6));
-    EXPECT_FALSE(flags.illegal_character());
-    EXPECT_TRUE(flags.unmappable_character() && flags.truncated_character());
-}
-
 // ---- Whole conversions
 
 TEST(CharsetConverter, AnEmptyInputIsNoFailure)
@@ -173,32 +159,6 @@ TEST(CharsetConverter, AnEmptyInputIsNoFailure)
         EXPECT_EQ(conv.Convert(nullptr, 0, &written, nullptr, 0), ORV_CONV_OK);
         EXPECT_EQ(written, 0u);
     }
-}
-
-TEST(CharsetConverter, FlagsOfAnEarlierConversionAreGone)
-{
-    CharsetConverter conv(&locale(), locale().UTF16LE(), locale().UTF8());
-    a_byte out[16];
-    size_t written = 0;
-    EXPECT_EQ(conv.Convert(out, sizeof(out), &written, text("\xE2\x82"), 2), ORV_CONV_OK);
-    EXPECT_TRUE(conv.encountered().truncated_character());
-    EXPECT_EQ(conv.Convert(out, sizeof(out), &written, text("ab"), 2), ORV_CONV_OK);
-    EXPECT_EQ(conv.encountered().get(), 0u);
-}
-
-// What a cut left behind belongs to no later conversion.
-TEST(CharsetConverter, OutputThatHadNoRoomIsLostWithTheNextConversion)
-{
-    CharsetConverter conv(&locale(), locale().UTF8(), locale().UTF16LE());
-    a_byte out[4] = {};
-    size_t written = 0;
-    const a_byte euro[] = {0xAC, 0x20};
-    EXPECT_EQ(conv.Convert(out, 1, &written, euro, sizeof(euro)), ORV_CONV_DST_BUFFER_OVERRUN);
-    EXPECT_EQ(written, 1u);
-    EXPECT_EQ(out[0], 0xE2);
-    EXPECT_EQ(conv.Convert(out, sizeof(out), &written, text("a\0"), 2), ORV_CONV_OK);
-    EXPECT_EQ(written, 1u);
-    EXPECT_EQ(out[0], 'a');
 }
 
 struct a_terminated {
@@ -365,26 +325,6 @@ TEST(RestartableConversion, TheEndIsToldOnlyWithTheLastOfTheInput)
               ORV_CONV_OK);
     EXPECT_EQ(src, input + sizeof(input));
     EXPECT_EQ(conv.passes(), (std::vector<ScriptedConverter::a_given>{{3, FALSE}, {512, FALSE}, {91, TRUE}}));
-}
-
-TEST(RestartableConversion, ACharacterCutByThePieceIsTakenAndHeld)
-{
-    CharsetConverter conv(&locale(), locale().UTF16LE(), locale().UTF8());
-    PivotBuffer pivot;
-    alignas(2) a_byte area[16];
-    void * dest = area;
-    const a_byte input[] = {0xE2, 0x82, 0xAC};
-    for (const size_t end : {1, 2}) {
-        const void * src = input + end - 1;
-        EXPECT_EQ(conv.ContinueConvert(pivot, &dest, area + sizeof(area), &src, input + end, FALSE),
-                  ORV_CONV_OK);
-        EXPECT_EQ(src, input + end);
-        EXPECT_EQ(dest, area);
-    }
-    const void * src = input + 2;
-    EXPECT_EQ(conv.ContinueConvert(pivot, &dest, area + sizeof(area), &src, input + 3, TRUE), ORV_CONV_OK);
-    EXPECT_EQ(hex({area, 2}), "AC 20 ");
-    EXPECT_EQ(conv.encountered().get(), 0u);
 }
 
 } // namespace

@@ -13,7 +13,6 @@
 
 #include <gtest/gtest.h>
 #include <unicode/uchar.h>
-#include <unicode/ucol.h>
 #include <unicode/unorm2.h>
 
 #include "utils/locale/csinfo_sources.h"
@@ -70,45 +69,6 @@ std::string Name(size_t row, unsigned byte)
     char text[32];
     (void)snprintf(text, sizeof text, "%zu %02X U+%04X", row, byte, Character(row, byte));
     return text;
-}
-
-// ICU's root order at a strength, punctuation counted.
-class RootOrder {
-public:
-    explicit RootOrder(bool case_level)
-    {
-        UErrorCode status = U_ZERO_ERROR;
-        _collator = ucol_open("root", &status);
-        ucol_setAttribute(_collator, UCOL_ALTERNATE_HANDLING, UCOL_NON_IGNORABLE, &status);
-        ucol_setAttribute(_collator, UCOL_STRENGTH, UCOL_PRIMARY, &status);
-        ucol_setAttribute(_collator, UCOL_CASE_LEVEL, case_level ? UCOL_ON : UCOL_OFF, &status);
-        EXPECT_TRUE(U_SUCCESS(status));
-    }
-    ~RootOrder() { ucol_close(_collator); }
-    RootOrder(const RootOrder &) = delete;
-    RootOrder & operator=(const RootOrder &) = delete;
-
-    // Combining marks, tatweel and their like have no weight of their own.
-    bool ignores(unsigned a) const
-    {
-        const UChar character = static_cast<UChar>(a);
-        return ucol_strcoll(_collator, &character, 1, &character, 0) == 0;
-    }
-
-    int compare(unsigned a, unsigned b) const
-    {
-        const UChar left = static_cast<UChar>(a);
-        const UChar right = static_cast<UChar>(b);
-        return ucol_strcoll(_collator, &left, 1, &right, 1);
-    }
-
-private:
-    UCollator * _collator;
-};
-
-int Sign(int value)
-{
-    return (value > 0) - (value < 0);
 }
 
 TEST(PackedCollations, PositionsHaveNoGap)
@@ -232,81 +192,6 @@ TEST(PackedCollations, BytesWithoutACharacterComeLast)
             }
         }
     }
-}
-
-TEST(PackedCollations, FlagsFollowTheCharactersProperties)
-{
-    for (const size_t row : RowsWithTables(true)) {
-        for (unsigned b = 0x80; b <= 0xFF; ++b) {
-            const auto character = static_cast<UChar32>(Character(row, b));
-            unsigned flags = 0;
-            flags |= u_isUAlphabetic(character) ? PACKED_ALPHA : 0u;
-            flags |= u_isdigit(character) ? PACKED_DIGIT : 0u;
-            flags |= u_isUWhiteSpace(character) ? PACKED_SPACE : 0u;
-            // NEXT LINE is a control without a place of its own, but white space all the same.
-            if (UTLocale::_charset_info[row]._to_utf16_upper128[b - 0x80] == 0x85)
-                flags = PACKED_SPACE;
-            EXPECT_EQ(Packed(row).flags[b], flags) << Name(row, b);
-        }
-    }
-}
-
-// Letters and digits alone: their order is the same in every version of ICU, that of symbols isn't.
-TEST(PackedCollations, LettersAndDigitsFollowTheRootOrder)
-{
-    const RootOrder caseless(false);
-    const RootOrder cased(true);
-    for (const size_t row : RowsWithTables(true)) {
-        std::vector<unsigned> bytes;
-        for (unsigned b = 0; b <= 0xFF; ++b) {
-            const auto c = static_cast<UChar32>(Character(row, b));
-            if ((u_isUAlphabetic(c) || u_isdigit(c)) && !caseless.ignores(Character(row, b)))
-                bytes.push_back(b);
-        }
-        const a_packed_collation_order & packed = Packed(row);
-        for (const unsigned a : bytes) {
-            for (const unsigned b : bytes) {
-                const unsigned x = Character(row, a);
-                const unsigned y = Character(row, b);
-                ASSERT_EQ(Sign(packed.insensitive[a] - packed.insensitive[b]), Sign(caseless.compare(x, y)))
-                    << Name(row, a) << ' ' << Name(row, b);
-                ASSERT_EQ(Sign(packed.sensitive[a] - packed.sensitive[b]), Sign(cased.compare(x, y)))
-                    << Name(row, a) << ' ' << Name(row, b);
-            }
-        }
-    }
-}
-
-// Case pairs of Unicode that a page holds and doesn't fold, and foldings that don't lead back.
-TEST(PackedCollations, CasePairsFoldButForTheListedOnes)
-{
-    std::vector<std::string> apart;
-    std::vector<std::string> one_way;
-    for (const size_t row : RowsWithTables(true)) {
-        const a_packed_collation_order & packed = Packed(row);
-        for (unsigned b = 0; b <= 0xFF; ++b) {
-            const unsigned c = Character(row, b);
-            const std::pair<const Table *, UChar32> maps[] = {
-                {&packed.tolower, u_tolower(static_cast<UChar32>(c))},
-                {&packed.toupper, u_toupper(static_cast<UChar32>(c))}};
-            const Table * back[] = {&packed.toupper, &packed.tolower};
-            for (size_t i = 0; i < 2; ++i) {
-                const unsigned folded = (*maps[i].first)[b];
-                const auto other = static_cast<unsigned>(maps[i].second);
-                ASSERT_TRUE(folded == b || Character(row, folded) == other) << Name(row, b);
-                if (other != c && ByteOf(row, other) >= 0 && folded == b)
-                    apart.push_back(Name(row, b));
-                if (folded != b && (*back[i])[folded] != b)
-                    one_way.push_back(Name(row, b));
-            }
-        }
-    }
-    // Dotless i is another letter than I. Final sigma, the micro sign and dotted capital I share their
-    // capital or small letter with a form that is met more often, and that one they come back as.
-    ExpectTheListed(apart, {"2 D5 U+0131", "5 F5 U+0131", "16 FD U+0131", "21 DD U+0131", "30 8D U+0131",
-                            "48 FD U+0131"});
-    ExpectTheListed(one_way, {"14 F2 U+03C2", "16 DD U+0130", "20 F7 U+03C2", "21 DC U+0130", "30 98 U+0130",
-                              "38 ED U+03C2", "47 B5 U+00B5", "47 F2 U+03C2", "48 DD U+0130"});
 }
 
 // Does ICU's converter wait for more behind this byte?

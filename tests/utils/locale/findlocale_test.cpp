@@ -138,37 +138,6 @@ TEST_F(Discovery, AnOverrideIsCutBeforeItIsLookedUp)
     EXPECT_EQ(language(), "us_english");
 }
 
-TEST_F(Discovery, HostileValuesEndAtTheDefaults)
-{
-    constexpr size_t LONG = 100 * 1024;
-    const std::string values[] = {
-        std::string(LONG, 'a'),
-        std::string(LONG, '.'),
-        std::string(LONG, '\xFF'),
-        std::string(LONG, '-'),
-        std::string(".").append(LONG, 'u'),
-        std::string("u.").append(LONG, '_'),
-        "fran\xC3\xA7"
-        "ais", // in UTF-8 it is another name
-        "%n%n%n%s",
-        "../../../etc/passwd",
-    };
-    for (const std::string & value : values) {
-        for (const char * name : {"LC_ALL", "VXLANG", "VXCHARSET"}) {
-            environment.set(name, value.c_str());
-            EXPECT_EQ(language(), value[0] == 'f' && name[0] == 'L' ? "french" : "us_english")
-                << value.substr(0, 20);
-            EXPECT_EQ(charset_row(), LATIN1) << value.substr(0, 20);
-            EXPECT_STREQ(UTLocale::FindOSCollation()->orv_collation_label(), "ISO1LATIN1");
-            environment.set(name, nullptr);
-        }
-    }
-    const std::string filler(LONG, ' ');
-    environment.set("LC_ALL",
-                    std::string("xx.").append(filler).append("utf").append(filler).append("8").c_str());
-    EXPECT_EQ(charset_row(), 53) << "a long name is read to its end";
-}
-
 TEST_F(Discovery, AVariableIsCutToItsBufferAndAMissingOneLeavesItAlone)
 {
     char buffer[5] = "keep";

@@ -30,21 +30,6 @@ uint16 * failed()
     return reinterpret_cast<uint16 *>(~uintptr_t{0});
 }
 
-TEST(ConversionTable, KeepsAsciiAndTakesTheUpperHalf)
-{
-    a_byte upper[128];
-    for (int i = 0; i < 128; i++) {
-        upper[i] = static_cast<a_byte>(i ^ 0x33);
-    }
-    const ConversionTable table(row(1), row(2), upper);
-    for (int i = 0; i < 256; i++) {
-        EXPECT_EQ(table._map[i], i < 128 ? i : upper[i - 128]) << i;
-    }
-    EXPECT_EQ(table._dest_csinfo, row(1));
-    EXPECT_EQ(table._src_csinfo, row(2));
-    EXPECT_EQ(ConversionTable(row(1), row(2), nullptr)._map, nullptr);
-}
-
 TEST(ByteMaps, PairsThatCanHaveNoMapLeaveNoEntry)
 {
     UTLocale locale;
@@ -235,15 +220,6 @@ TEST(LocaleCaches, AMapThatIsThereIsReadWithoutTheLock)
     locale.give();
     EXPECT_EQ(status, std::future_status::ready);
     EXPECT_TRUE(reader.get() && failed_before);
-}
-
-TEST(LocaleCaches, TheLockIsFreeBetweenCalls)
-{
-    UTLocale locale;
-    (void)locale.GetConversionTable(row(1), row(2), TRUE, TRUE);
-    (void)locale.FindOrLoadSBCSToUTF16(row(1));
-    locale.get();
-    locale.give();
 }
 
 TEST(LocaleLifecycle, WhatIsDiscoveredStays)

@@ -87,20 +87,6 @@ TEST(UnicodeMapConverter, AValueThatTheRoomCutsIsDeliveredFirst)
     EXPECT_EQ(out[0], 0x21);
 }
 
-TEST(UnicodeMapConverter, OnlySingleByteSourcesAndTwoByteDestinationsAreServed)
-{
-    const CharsetInfo * const cp1252 = charset("windows-1252");
-    const CharsetInfo * const hub = locale().UTF16LE();
-    EXPECT_TRUE(SBCSToUTF16MapCharsetConverter(&locale(), locale().UTF16BE(), cp1252).is_supported());
-    EXPECT_FALSE(SBCSToUTF16MapCharsetConverter(&locale(), locale().UTF8(), cp1252).is_supported());
-    EXPECT_FALSE(SBCSToUTF16MapCharsetConverter(&locale(), hub, charset("Shift_JIS")).is_supported());
-    EXPECT_FALSE(SBCSToUTF16MapCharsetConverter(&locale(), hub, nullptr).is_supported());
-    EXPECT_FALSE(SBCSToUTF16MapCharsetConverter(&locale(), nullptr, cp1252).is_supported());
-    SBCSToUTF16MapCharsetConverter conv(&locale(), hub, cp1252);
-    conv.close();
-    EXPECT_FALSE(conv.is_supported());
-}
-
 // ---- Last resorts
 
 struct a_case {

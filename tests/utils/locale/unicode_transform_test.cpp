@@ -2,16 +2,12 @@
 
 #include <cstdint>
 #include <random>
-#include <sys/mman.h>
 #include <unicode/ucnv.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "reference/unicode_model.h"
 #include "utils/locale/converter_driver.h"
-#include "utils/locale/csconv_rule.h"
-#include "utils/locale/csconv_runs.h"
 #include "utils/locale/unicode_texts.h"
 
 namespace {
@@ -253,27 +249,6 @@ TEST(UnicodeTransform, WholeCallsFollowTheModelWithEveryStop)
     }
 }
 
-TEST(UnicodeTransform, CuttingInputAndOutputChangesNothing)
-{
-    std::mt19937_64 random(502);
-    UnicodeTexts texts(random);
-    constexpr size_t sizes[] = {1, 2, 3, 5, 9, 20, 70, 600, 3000};
-    for (const a_pair & pair : pairs()) {
-        CharsetConverter conv(&locale(), pair.dest, pair.src);
-        ConverterDriver driver(conv);
-        for (int i = 0; i < 2000; i++) {
-            const bool is_long = i % 50 == 0;
-            const Bytes input = random_input(pair, texts, is_long ? 1500 : texts.below(60));
-            const unsigned stop_at = i % 8;
-            const a_cutting cutting = {random, sizes[texts.below(std::size(sizes))],
-                                       sizes[texts.below(std::size(sizes))]};
-            conv.stop_at().set(stop_at);
-            ASSERT_EQ(driver.in_pieces(input, cutting), expected(pair, input, stop_at))
-                << pair.name << " stops " << stop_at << " input " << hex(input);
-        }
-    }
-}
-
 // Two pieces, cut at every place, into destinations of one size throughout.
 TEST(UnicodeTransform, NoCutAndNoSizeOfDestinationMatters)
 {
@@ -293,143 +268,6 @@ TEST(UnicodeTransform, NoCutAndNoSizeOfDestinationMatters)
             }
         }
     }
-}
-
-TEST(UnicodeTransform, ResetForgetsWhatIsHeldAndMet)
-{
-    std::mt19937_64 random(504);
-    UnicodeTexts texts(random);
-    for (const a_pair & pair : pairs()) {
-        CharsetConverter conv(&locale(), pair.dest, pair.src);
-        ConverterDriver driver(conv);
-        for (int i = 0; i < 200; i++) {
-            // A conversion that is given up at any point, with output and input held.
-            const Bytes abandoned = random_input(pair, texts, 20);
-            PivotBuffer pivot;
-            GuardedArea area(texts.below(30), i % 2 != 0, 0x5A);
-            void * dest = area.begin();
-            const void * src = abandoned.data();
-            (void)conv.ContinueConvert(pivot, &dest, area.end(), &src,
-                                       abandoned.data() + texts.below(abandoned.size() + 1), FALSE);
-            const Bytes input = random_input(pair, texts, 20);
-            const unsigned stop_at = i % 8;
-            conv.stop_at().set(stop_at);
-            ASSERT_EQ(driver.whole(input), expected(pair, input, stop_at)) << pair.name << hex(input);
-            EXPECT_EQ(conv.stop_at().get(), stop_at);
-        }
-    }
-}
-
-// A destination and a source that end where a page does, with nothing readable or writable behind.
-class EdgeOfPage {
-public:
-    EdgeOfPage() : _page(static_cast<size_t>(sysconf(_SC_PAGESIZE)))
-    {
-        _base = static_cast<a_byte *>(
-            mmap(nullptr, 2 * _page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-        EXPECT_EQ(mprotect(_base + _page, _page, PROT_NONE), 0);
-    }
-    ~EdgeOfPage() { munmap(_base, 2 * _page); }
-    EdgeOfPage(const EdgeOfPage &) = delete;
-    EdgeOfPage & operator=(const EdgeOfPage &) = delete;
-    [[nodiscard]] a_byte * end() const { return _base + _page; }
-
-private:
-    size_t _page;
-    a_byte * _base;
-};
-
-TEST(UnicodeTransform, NothingBehindAPagesEdgeIsTouched)
-{
-    const EdgeOfPage source;
-    const EdgeOfPage target;
-    std::mt19937_64 random(505);
-    UnicodeTexts texts(random);
-    for (const a_pair & pair : pairs()) {
-        CharsetConverter conv(&locale(), pair.dest, pair.src);
-        for (int i = 0; i < 2000; i++) {
-            const Bytes input = random_input(pair, texts, texts.below(100));
-            std::copy(input.begin(), input.end(), source.end() - input.size());
-            const Bytes whole = expected(pair, input, 0).bytes;
-            const size_t room = i % 2 != 0 ? whole.size() : texts.below(whole.size() + 1);
-            size_t written = 0;
-            const ORV_CONV_RET result =
-                conv.Convert(target.end() - room, room, &written, source.end() - input.size(), input.size());
-            ASSERT_EQ(result, room == whole.size() ? ORV_CONV_OK : ORV_CONV_DST_BUFFER_OVERRUN);
-            ASSERT_EQ(written, room);
-            ASSERT_EQ(hex({target.end() - room, room}), hex({whole.data(), room})) << pair.name;
-        }
-    }
-}
-
-// ---- The fast way against the rule
-
-TEST(UnicodeTransform, LeadByteTablesSayWhatTheRunsTakeForGranted)
-{
-    for (const CharsetInfo * csinfo : {utf8(), cesu8()}) {
-        const a_byte * const flags = csinfo->_packed_collation->flags;
-        for (unsigned b = 0xC0; b <= 0xEF; b++) {
-            EXPECT_EQ(flags[b] & PACKED_TRAILING_BYTES, b < 0xC2 ? 0 : b < 0xE0 ? 1 : 2) << b;
-        }
-    }
-}
-
-TEST(UnicodeTransform, DecodedRunsFollowTheScalarRule)
-{
-    std::mt19937_64 random(506);
-    UnicodeTexts texts(random);
-    const a_byte * const flags = utf8()->_packed_collation->flags;
-    size_t converted = 0;
-    for (int i = 0; i < 5000; i++) {
-        const Bytes input =
-            random_input(pairs()[i % 2 != 0 ? MODEL_UTF8_UTF16 : MODEL_CESU8_UTF16], texts, 150);
-        Bytes output(2 * input.size());
-        a_run run = {output.data(), output.data() + output.size(), input.data(), input.data() + input.size()};
-        decode_runs(run, FORM_UTF8);
-        Bytes slow(output.size());
-        a_byte * dest = slow.data();
-        for (const a_byte * src = input.data(); src < run.src;) {
-            const a_character c = decode_character(src, run.src, flags, FORM_UTF8);
-            ASSERT_NE(c.length, 0u) << "a run ends inside a character: " << hex(input);
-            dest += put_units(c.value, dest, slow.data() + slow.size());
-            src += c.length;
-        }
-        const auto made = static_cast<size_t>(dest - slow.data());
-        ASSERT_EQ(run.dest - output.data(), static_cast<ptrdiff_t>(made));
-        ASSERT_EQ(hex({output.data(), made}), hex({slow.data(), made})) << hex(input);
-        converted += made;
-    }
-    EXPECT_GT(converted, 100000u);
-}
-
-TEST(UnicodeTransform, EncodedRunsFollowTheScalarRule)
-{
-    std::mt19937_64 random(507);
-    UnicodeTexts texts(random);
-    size_t converted = 0;
-    for (int i = 0; i < 5000; i++) {
-        const Bytes input = bytes_of(texts.spoilt_units(150));
-        const ExactSource source(input, i % 2 != 0);
-        Bytes output(3 * input.size());
-        Bytes slow(output.size());
-        for (const a_byte * src = source.begin(); src < source.end();) {
-            a_run run = {output.data(), output.data() + output.size(), src, source.end()};
-            encode_runs(run, FORM_UTF8);
-            a_byte * dest = slow.data();
-            while (src < run.src) {
-                const a_character c = read_units(src, run.src, FORM_UTF8);
-                ASSERT_FALSE(c.length == 0 || c.is_illegal) << hex(input);
-                dest += encode_character(c.value, dest, slow.data() + slow.size());
-                src += c.length;
-            }
-            const auto made = static_cast<size_t>(dest - slow.data());
-            ASSERT_EQ(run.dest - output.data(), static_cast<ptrdiff_t>(made));
-            ASSERT_EQ(hex({output.data(), made}), hex({slow.data(), made})) << hex(input);
-            converted += made;
-            src += 2; // what ended the run
-        }
-    }
-    EXPECT_GT(converted, 100000u);
 }
 
 // ---- Against ICU, which agrees on well-formed text
