@@ -27,36 +27,22 @@ namespace support {
 enum class Port { Smtp, Pop3 };
 
 struct Row {
-    enum class Kind {
-        Hear,
-        HearLike,
-        HearAnything,
-        HearData,
-        CollectData,
-        HearEnd,
-        Say,
-        Pause,
-        Close,
-        Reset
-    };
+    enum class Kind { Hear, HearLike, HearAnything, CollectData, HearEnd, Say, Close, Reset };
     Kind kind;
     std::string text = {};
     size_t piece = 0; // Say: in pieces of so many bytes
-    std::chrono::milliseconds time{0};
 };
 
 Row hear(std::string line);               // exactly this line and CR LF
 Row hear_like(std::string regex);         // a line that fits as a whole (ECMAScript); collected
 Row hear_anything();                      // any line; collected
-Row hear_data(std::string block);         // exactly these bytes, up to and with the end mark CR LF . CR LF
-Row collect_data();                       // any bytes up to and with the end mark; collected
+Row collect_data();                       // any bytes up to and with the end mark CR LF . CR LF; collected
 Row hear_end();                           // the client ends the connection here
 Row say(std::string line);                // this line and CR LF
 Row say_bytes(std::string bytes);         // these bytes, no line end added
 Row in_pieces(Row row, size_t piece = 1); // a say row, torn into pieces that leave one by one
-Row pause(std::chrono::milliseconds time);
-Row hang_up(); // FIN, whatever the client still sends is thrown away
-Row reset();   // RST
+Row hang_up();                            // FIN, whatever the client still sends is thrown away
+Row reset();                              // RST
 
 // Rows put together: all of `first`, then all of `second`.
 std::vector<Row> operator+(std::vector<Row> first, const std::vector<Row> & second);

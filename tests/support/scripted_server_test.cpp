@@ -11,7 +11,7 @@ using namespace support;
 using std::chrono::milliseconds;
 
 const std::vector<Row> dialogue = {say("220 ready"), hear("HELO me"), say("250 hi"),
-                                   hear("DATA"),     say("354 go"),   hear_data("a\r\n.\r\n"),
+                                   hear("DATA"),     say("354 go"),   collect_data(),
                                    say("250 kept"),  hear("QUIT"),    say_bytes("221 bye\r\n")};
 
 std::string all_of(std::initializer_list<const char *> commands, PlainClient & client)
@@ -53,8 +53,7 @@ class ScriptedServerFault : public testing::TestWithParam<Planted> {};
 TEST_P(ScriptedServerFault, IsSeen)
 {
     ScriptedServer server(milliseconds(300));
-    server.expect(Port::Pop3,
-                  {hear("STAT"), say("+OK 0 0"), hear_like("NOOP|RSET"), hear_data("x\r\n.\r\n")});
+    server.expect(Port::Pop3, {hear("STAT"), say("+OK 0 0"), hear_like("NOOP|RSET")});
     PlainClient client(server.port(Port::Pop3));
     (void)client.send(GetParam().bytes);
     client.close();
@@ -83,15 +82,13 @@ TEST(ScriptedServer, SeesADeviationBehindTheFirstReply)
     } rows[] = {
         {{"STAT", "DELE 1"}, "wanted a line like: \"NOOP|RSET\""},
         {{"STAT", "RSETS"}, "wanted a line like"},
-        {{"STAT", "RSET", "x\r\ny\r\n."},
-         "wanted the block: \"x\\r\\n.\\r\\n\" (first difference at byte 3)"},
         {{"STAT", "RSET", "x\r\n.", "QUIT"}, "bytes too many: the script is over"},
-        {{"STAT", "RSET", ".\r\nx\r\n."}, "wanted the block"},
+        {{"STAT", "RSET", ".\r\nx\r\n."}, "before the server had answered"}, // an empty block, and more
     };
     for (const auto & row : rows) {
         ScriptedServer server(milliseconds(300));
         server.expect(Port::Pop3, {hear("STAT"), say("+OK 0 0"), hear_like("NOOP|RSET"), say("+OK"),
-                                   hear_data("x\r\n.\r\n"), say("+OK")});
+                                   collect_data(), say("+OK")});
         PlainClient client(server.port(Port::Pop3));
         for (const char * command : row.asked)
             (void)client.ask(command); // the reply after a deviation is the end
@@ -178,7 +175,7 @@ TEST(ScriptedServer, EndsConnectionsByFinOrByResetAsItWasTold)
 TEST(ScriptedServer, TearsARowWithoutLosingAByte)
 {
     ScriptedServer server;
-    server.expect(Port::Smtp, {in_pieces(say("220 a long greeting")), pause(milliseconds(1)), say("250")});
+    server.expect(Port::Smtp, {in_pieces(say("220 a long greeting")), say("250")});
     PlainClient client(server.port(Port::Smtp));
     EXPECT_EQ(client.line(), "220 a long greeting");
     EXPECT_EQ(client.line(), "250");

@@ -125,6 +125,7 @@ std::string output_at_load(const char * variable)
 {
     int ends[2];
     EXPECT_EQ(pipe(ends), 0);
+    std::fflush(stdout); // the child has a copy of what isn't written yet
     const pid_t child = fork();
     if (child == 0) {
         dup2(ends[1], STDOUT_FILENO);
