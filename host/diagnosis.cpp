@@ -263,7 +263,9 @@ void Diagnosis::finish(bool link_made)
     if (_lines == 1) {
         add(link_made ? Verdict::ok : Verdict::fault,
             (link_made ? "version: " : "the link says: ") + _first_line,
-            link_made ? "" : "check that the language files are installed in ../res of the library");
+            link_made ? ""
+                      : "check that the language files are installed in ../res of this program, "
+                        "or name the installation in VXDIR16");
     }
     if (link_made) {
         add(Verdict::ok, "link made");

@@ -156,8 +156,6 @@ public:
                                    const a_critical_sect * mutex);
 
 protected:
-    friend struct LangStringInspector; // tests look at the list
-
     void get_mutex() const ORV_ACQUIRE(_mutex) { lock_critical_sect(_mutex); }
     void give_mutex() const ORV_RELEASE(_mutex) { unlock_critical_sect(_mutex); }
 

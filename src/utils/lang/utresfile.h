@@ -4,20 +4,19 @@
 // A file is mapped, not read: opening parses nothing and a look-up walks a small tree with the string's
 // number. Opening believes the header alone, and look-ups believe nothing: a table, an entry or a text that
 // doesn't lie in the file means that there is no such string. One thing can't be guarded: a file that is made
-// shorter while it is mapped ends the process with SIGBUS at the next look-up that needs what went. So an
-// installation replaces a file by renaming a new one over it.
+// shorter while it is mapped ends the process with SIGBUS at the next look-up that needs what went. So a file
+// that may be in use is replaced by a new one, never written into.
 //
 // Units: bytes; sizes count the terminator, lengths don't. Ownership: the object owns the mapping. Failure:
 // FALSE or 0; nothing is reported. Threads: opening and closing belong to one thread, with no look-up beside
 // them; between them everything reads only, on any number of threads.
 #pragma once
 
+#include "utils/etc/utdll.h"
 #include "utils/etc/uttypes.h"
 
 struct CharsetInfo;
 struct LanguageInfo;
-
-using a_dll_handle = void *; // of dlopen
 
 // The header of a resource file, as it lies in the file.
 struct ORVResFileImage {
