@@ -262,9 +262,8 @@ TEST_F(Process, ChildOfAForkCanMakeItsOwnLink)
     const auto bad_of_child = profile_of("bob"); // no other thread holds its lock when the fork comes
     bad_of_child->set("pop3_password", "wrong");
     bad_of_child->set("receive_only", "yes");
-    // Locks of the C library, such as that of getprotobyname, are free in a child only if no thread holds
-    // them at the fork. So no session of the server is at work then, and the one of the report waits for a
-    // reply.
+    // Locks of the C library, such as that of getprotobyname, are free in a child only if no thread holds them
+    // at the fork. So no session of the server is at work then, and the one of the report waits for a reply.
     ASSERT_TRUE(read_once(library, *good));
     ASSERT_TRUE(server.wait_idle(PATIENCE));
     expect_in_child([&] { return read_once(library, *good); });
@@ -272,8 +271,7 @@ TEST_F(Process, ChildOfAForkCanMakeItsOwnLink)
     // Now while another thread reports a refused login, which holds the lock: the child must not inherit it.
     ASSERT_TRUE(server.wait_idle(PATIENCE));
     server.set_faults(
-        {.commands = {
-             {.protocol = Protocol::Pop3, .verb = "QUIT", .times = 1, .delay = QUIET_AFTER_REPORT}}});
+        {.commands = {{.protocol = Protocol::Pop3, .verb = "QUIT", .times = 1, .delay = QUIET_AFTER_REPORT}}});
     std::counting_semaphore<> reached(0);
     in_report = &reached;
     std::thread reporting(

@@ -1,1 +1,0 @@
-// Nothing: load_bench loads a library without any content.
