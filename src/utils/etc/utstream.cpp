@@ -364,11 +364,12 @@ void UTBufferedIStream::append_to(UTOStream & o, size_t size)
     size_t rest = size;
     while (!_eof && rest != 0) {
         const size_t piece = std::min(rest, unread_bytes());
+        const bool last = piece == rest;
         const size_t taken = o.put(_ptr, piece);
         bump(taken);
         rest -= taken;
         // A stream that takes nothing and isn't at its end breaks its promise; this must not go on for ever.
-        if (o.eof() || rest == 0 || (piece != 0 && taken == 0)) {
+        if (o.eof() || last || (piece != 0 && taken == 0)) {
             return;
         }
         if (_ptr == _lim) {
@@ -574,6 +575,10 @@ template<typename Stream> void UTBufferedCounter<Stream>::do_resume()
         inner->resume();
     }
     if (this->_eof) {
+        return;
+    }
+    if (_stream.eof()) { // it has ended meanwhile, and its buffer is gone
+        set_eof();
         return;
     }
     // The buffer may be elsewhere now; what lies between the pointers has moved with it.
