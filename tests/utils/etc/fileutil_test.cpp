@@ -6,7 +6,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <string>
 #include <sys/stat.h>
@@ -58,12 +57,9 @@ struct a_separator_case {
 TEST_F(PathTest, SeparatorsArePlatformsAndNeverHalfACharacter)
 {
     const a_separator_case cases[] = {
-        {"", 0, -1, -1},         {"name", 0, -1, -1},     {"/", 0, 0, 0},
-        {"a/b/c", 0, 1, 3},      {"a/b/c/", 1, 1, 5},     {"a\\b:c", 0, -1, -1},
-        {"a\\b:c/d", 2, 1, 5},   {"a:b", 2, 1, 1},        {"a/b", 3, -1, -1},
-        {"a/b", -1, -1, -1},     {"\x83\x5C", 2, -1, -1}, {"\x83\x5C\\\x83\x5C", 2, 2, 2},
-        {"a/\x83\x5C", 2, 1, 1}, {"a/\x83", 2, 1, 1},     {"\x83", 0, -1, -1},
-        {"\xB1\\", 2, 1, 1}, // a half-width character of one byte
+        {"", 0, -1, -1},     {"a/b/c/", 1, 1, 5}, {"a\\b:c", 0, -1, -1},   {"a\\b:c/d", 2, 1, 5},
+        {"a/b", 3, -1, -1},  {"a/b", -1, -1, -1}, {"\x83\x5C", 2, -1, -1}, {"\x83\x5C\\\x83\x5C", 2, 2, 2},
+        {"a/\x83", 2, 1, 1}, {"\xB1\\", 2, 1, 1}, // a half-width character of one byte
     };
     for (const a_separator_case & row : cases) {
         SCOPED_TRACE(row.path);
@@ -76,6 +72,8 @@ TEST_F(PathTest, SeparatorsArePlatformsAndNeverHalfACharacter)
             EXPECT_EQ(path.at(FindNextUNCSeparator(_sjis, path.get())), row.first);
         }
     }
+    const Path cut(std::string("a\x83\0/", 4)); // the terminator ends a character that it cuts
+    EXPECT_EQ(cut.at(FindLastPathSeparator(_sjis, cut.get(), 0)), -1);
     const Path path("\x83\x5C"); // where each byte is a character
     EXPECT_EQ(path.at(FindLastPathSeparator(_latin, path.get(), 2)), 1);
 }
@@ -92,95 +90,75 @@ TEST_F(PathTest, AppendedSeparatorIsOneAndItsEndIsTold)
 {
     const an_append_case cases[] = {
         {"a/b", 10, "a/b/", 4, 6}, {"a/b/", 10, "a/b/", 4, 6}, {"", 10, "/", 1, 9},
-        {"/", 10, "/", 1, 9},      {"a/b", 5, "a/b/", 5, 0}, // the terminator is in the last byte
+        {"a/b", 5, "a/b/", 5, 0}, // the terminator is in the last byte
         {"a/b", 4, "a/b", 4, 0},   {"a/", 3, "a/", 3, 0},      {"\x83\x5C", 10, "\x83\x5C/", 3, 7},
-        {"a\\", 10, "a\\/", 3, 7},
     };
     for (const an_append_case & row : cases) {
         SCOPED_TRACE(row.path);
-        for (const bool asked : {true, false}) {
-            const Path path(row.path, row.size);
-            size_t remaining = 99;
-            const char * const end =
-                AppendPathSeparator(_sjis, path.get(), row.size, asked ? &remaining : nullptr);
-            EXPECT_STREQ(path.get(), row.expected);
-            EXPECT_EQ(path.at(end), static_cast<std::ptrdiff_t>(row.end));
-            EXPECT_EQ(remaining, asked ? row.remaining : 99u);
-        }
-    }
-}
-
-struct a_text_case {
-    const char * path;
-    const char * expected;
-};
-
-void expect_texts(const char * what, std::initializer_list<a_text_case> cases,
-                  const std::function<void(const Path &)> & run)
-{
-    for (const a_text_case & row : cases) {
-        const Path path(row.path, std::strlen(row.path) + 10);
-        run(path);
-        EXPECT_STREQ(path.get(), row.expected) << what << " of " << row.path;
+        const Path path(row.path, row.size);
+        size_t remaining = 99;
+        const char * const end = AppendPathSeparator(_sjis, path.get(), row.size, &remaining);
+        EXPECT_STREQ(path.get(), row.expected);
+        EXPECT_EQ(path.at(end), static_cast<std::ptrdiff_t>(row.end));
+        EXPECT_EQ(remaining, row.remaining);
+        EXPECT_EQ(AppendPathSeparator(_sjis, path.get(), row.size, nullptr), end);
     }
 }
 
 TEST_F(PathTest, OperationsInPlaceKeepToTheFileNamePart)
 {
-    expect_texts("RemoveFilename",
-                 {{"/a/b.txt", "/a/"},
-                  {"b.txt", ""},
-                  {"/", "/"},
-                  {"", ""},
-                  {"a\\b", ""},
-                  {"a/\x83\x5C", "a/"},
-                  {"a/\x83", "a/"}},
-                 [&](const Path & path) { EXPECT_EQ(RemoveFilename(_sjis, path.get()), path.get()); });
-    expect_texts(
-        "RemoveTrailingSlash",
-        {{"/a/", "/a"}, {"/", "/"}, {"a/", "a/"}, {"//", "/"}, {"/a/b", "/a/b"}, {"", ""}, {"/a//", "/a/"}},
-        [&](const Path & path) { EXPECT_EQ(RemoveTrailingSlash(_sjis, path.get()), path.get()); });
-    expect_texts(
-        "ReplaceExtension by txt",
-        {{"/a.b/c", "/a.b/c.txt"},
-         {"/a.b/c.d.e", "/a.b/c.d.txt"},
-         {".hidden", ".txt"},
-         {"a.", "a.txt"},
-         {"\x83\x2E", "\x83\x2E.txt"},
-         {"", ".txt"}},
-        [&](const Path & path) { EXPECT_TRUE(ReplaceExtension(_sjis, path.get(), path.size(), "txt")); });
-    expect_texts("ReplaceExtension by .t", {{"a", "a.t"}, {"a.b", "a.t"}}, [&](const Path & path) {
-        EXPECT_TRUE(ReplaceExtension(_sjis, path.get(), path.size(), ".t"));
-    });
-    expect_texts(
-        "ReplaceExtension by nothing", {{"x.y/a.b", "x.y/a"}, {"x.y/a", "x.y/a"}},
-        [&](const Path & path) { EXPECT_TRUE(ReplaceExtension(_sjis, path.get(), path.size(), nullptr)); });
-    expect_texts("AppendExtension", {{"a.b/c", "a.b/c.t"}, {"a.b", "a.b"}, {"a.", "a."}},
-                 [&](const Path & path) {
-                     EXPECT_TRUE(AppendExtension(_sjis, path.get(), path.size(), "t"));
-                     EXPECT_TRUE(AppendExtension(_sjis, path.get(), path.size(), nullptr));
-                 });
+    const struct {
+        const char * path;
+        const char * folder;    // RemoveFilename
+        const char * unslashed; // RemoveTrailingSlash
+        const char * bare;      // ReplaceExtension by nothing
+    } cases[] = {
+        {"/a/b.txt", "/a/", "/a/b.txt", "/a/b"},
+        {"b.txt", "", "b.txt", "b"},
+        {"/", "/", "/", "/"},
+        {"", "", "", ""},
+        {"a/", "a/", "a/", "a/"},
+        {"/a//", "/a//", "/a/", "/a//"},
+        {"x.y/a.b.c", "x.y/", "x.y/a.b.c", "x.y/a.b"},
+        {"x.y/.", "x.y/", "x.y/.", "x.y/"},
+        {"a\\b", "", "a\\b", "a\\b"},
+        {"a/\x83\x5C\x83\x2E", "a/", "a/\x83\x5C\x83\x2E", "a/\x83\x5C\x83\x2E"},
+        {"a/\x83", "a/", "a/\x83", "a/\x83"},
+    };
+    for (const auto & row : cases) {
+        const Path folder(row.path);
+        EXPECT_STREQ(RemoveFilename(_sjis, folder.get()), row.folder) << row.path;
+        const Path slash(row.path);
+        EXPECT_STREQ(RemoveTrailingSlash(_sjis, slash.get()), row.unslashed) << row.path;
+        const Path bare(row.path);
+        EXPECT_TRUE(ReplaceExtension(_sjis, bare.get(), bare.size(), nullptr));
+        EXPECT_STREQ(bare.get(), row.bare);
+        // Any extension goes there, and another one where there is none.
+        for (const char * const extension : {"t", ".t"}) {
+            const std::string extended = std::string(row.bare) + ".t";
+            const Path other(row.path, std::strlen(row.path) + 3);
+            EXPECT_TRUE(ReplaceExtension(_sjis, other.get(), other.size(), extension));
+            EXPECT_EQ(other.get(), extended);
+            const Path kept(row.path, std::strlen(row.path) + 3);
+            EXPECT_TRUE(AppendExtension(_sjis, kept.get(), kept.size(), extension));
+            EXPECT_EQ(kept.get(), std::strcmp(row.path, row.bare) == 0 ? extended : row.path);
+        }
+    }
 }
 
 TEST_F(PathTest, TextsThatDoNotFitAreCutAndSaySo)
 {
     char name[5];
     EXPECT_TRUE(GetFilename(_sjis, "/x/abcd", name, sizeof(name)));
-    EXPECT_STREQ(name, "abcd");
     EXPECT_FALSE(GetFilename(_sjis, "/x/abcde", name, sizeof(name)));
     EXPECT_STREQ(name, "abcd");
-    EXPECT_TRUE(GetFilenameNoExtension(_sjis, "/x.y/ab.cdef.gh", name, 3) == FALSE);
+    EXPECT_FALSE(GetFilenameNoExtension(_sjis, "/x.y/ab.cdef.gh", name, 3));
     EXPECT_STREQ(name, "ab");
     EXPECT_TRUE(GetFilenameNoExtension(_sjis, "/x.y/abcd.efg", name, sizeof(name)));
     EXPECT_STREQ(name, "abcd");
-    EXPECT_TRUE(GetFilenameNoExtension(_sjis, "/x.y/ab", name, sizeof(name)));
-    EXPECT_STREQ(name, "ab");
     const Path path("ab.c", 6);
     EXPECT_FALSE(ReplaceExtension(_sjis, path.get(), path.size(), "def"));
     EXPECT_STREQ(path.get(), "ab.de");
-    const Path full("abc", 4);
-    EXPECT_FALSE(AppendExtension(_sjis, full.get(), full.size(), "d"));
-    EXPECT_STREQ(full.get(), "abc");
 }
 
 TEST_F(PathTest, DepthBelowTheStartIsSeenWhereverItHappens)
@@ -189,10 +167,8 @@ TEST_F(PathTest, DepthBelowTheStartIsSeenWhereverItHappens)
         const char * path;
         bool stays;
     } cases[] = {
-        {"", true},         {"a/b", true},        {"..", false},       {"a/..", true},
-        {"a/../..", false}, {"a/../../b", false}, {"a//../..", false}, {"a/b/../../..", false},
-        {"...", true},      {"a/../b/..", true},  {"../a", false},     {"\x83\x5C/../..", false},
-        {"./..", true},     {"./../..", false},
+        {"", true},          {"..", false},   {"a/..", true}, {"a/../../b", false}, {"a//../..", false},
+        {"a/../b/..", true}, {"../a", false}, {"...", true},  {"./..", true},       {"\x83\x5C/../..", false},
     };
     for (const auto & row : cases) {
         EXPECT_EQ(IsRelativeToParent(_sjis, row.path), row.stays ? TRUE : FALSE) << row.path;
@@ -214,22 +190,14 @@ std::string sanitized(const std::string & path)
 
 TEST(SanitizePath, AbsolutePathsAreCleanedByTheirText)
 {
-    const a_text_case cases[] = {
-        {"/", "/"},
-        {"//", "/"},
-        {"/a/b", "/a/b"},
-        {"/a//b///c", "/a/b/c"},
-        {"/a/./b/.", "/a/b"},
-        {"/a/../b", "/b"},
-        {"/a/b/../..", "/"},
-        {"/..", "/"},
-        {"/../../a", "/a"},
-        {"/a/", "/a"},
-        {"/.../..b", "/.../..b"},
-        {"/a/b/../../../c", "/c"},
-        {"/none/such/../x", "/none/x"},
+    const struct {
+        const char * path;
+        const char * expected;
+    } cases[] = {
+        {"//", "/"},         {"/a//b/./c/.", "/a/b/c"}, {"/a/b/../..", "/"},
+        {"/../../a/", "/a"}, {"/.../..b", "/.../..b"},  {"/a/b/../../../c", "/c"},
     };
-    for (const a_text_case & row : cases) {
+    for (const auto & row : cases) {
         EXPECT_EQ(sanitized(row.path), row.expected) << row.path;
     }
 }
@@ -272,12 +240,6 @@ TEST_F(FolderTest, PathsThatCannotBeToldWholeSaySo)
     const Path buff("", PATH_BUFFER_SIZE);
     EXPECT_FALSE(SanitizePath(buff.get(), buff.size(), (longest + "x").c_str()));
     EXPECT_EQ(buff.get(), longest);
-    std::string many;
-    for (size_t i = 0; i < PATH_BUFFER_SIZE; ++i) {
-        many += "/x";
-    }
-    EXPECT_FALSE(SanitizePath(buff.get(), buff.size(), many.c_str()));
-
     ASSERT_EQ(mkdir("gone", 0700), 0);
     ASSERT_EQ(chdir("gone"), 0);
     ASSERT_EQ(rmdir(_folder.path("gone").c_str()), 0);
@@ -314,9 +276,7 @@ TEST_F(FolderTest, KindsOfFiles)
     EXPECT_TRUE(IsRawDevice("fifo"));
     EXPECT_TRUE(IsRawDevice("/dev/null"));
     EXPECT_FALSE(IsRawDevice(file.c_str()));
-    EXPECT_FALSE(IsRawDevice(_folder.path().c_str()));
     EXPECT_FALSE(IsRawDevice("none"));
-    EXPECT_TRUE(MakeDirectoryAccessible("none"));
 }
 
 TEST_F(FolderTest, DiskSpaceIsInBytesAndStaysWhenItCannotBeAsked)
@@ -356,7 +316,7 @@ TEST_F(FolderTest, DatedNameIsTheFirstThatDoesNotExist)
     if (first != dated(0, ".log")) {
         GTEST_SKIP() << "midnight has passed";
     }
-    EXPECT_EQ(_folder.read(dated(0, ".log")), "0");
+    EXPECT_EQ(_folder.read(first), "0");
     EXPECT_EQ(_folder.read(dated(9, ".log")), "9");
     EXPECT_EQ(_folder.read(dated(100, ".log")), "100");
     EXPECT_EQ(_folder.read("active"), "(none)");
@@ -390,8 +350,6 @@ TEST_F(FolderTest, DatedCopyIsWholeOrNothing)
     char small[8] = "?";
     EXPECT_FALSE(CopyFileUsingDate(active.c_str(), "bak", small, sizeof(small)));
     EXPECT_STREQ(small, "");
-    EXPECT_FALSE(CopyFileUsingDate("none", "bak", copy, sizeof(copy)));
-    EXPECT_STREQ(copy, "");
     EXPECT_FALSE(CopyFileUsingDate(_folder.path().c_str(), "bad", copy, sizeof(copy))); // can't be read
     EXPECT_FALSE(
         FileExists((std::filesystem::path(_folder.path()).parent_path() / dated(0, ".bad")).c_str()));
@@ -414,11 +372,6 @@ TEST_F(FolderTest, VersionsMoveDownWhenAllAreTaken)
     EXPECT_TRUE(RenameVersionedFile("active.log", 3));
     EXPECT_EQ(_folder.read("active.log.2"), "f");
     EXPECT_EQ(_folder.read("active.log.1"), "c");
-    _folder.write("one", "a");
-    EXPECT_TRUE(RenameVersionedFile("one", 1));
-    _folder.write("one", "b");
-    EXPECT_TRUE(RenameVersionedFile("one", 1));
-    EXPECT_EQ(_folder.read("one.1"), "b");
 }
 
 TEST_F(FolderTest, VersionsBelowOneAreOldAndTheFirstThousand)
@@ -441,15 +394,6 @@ TEST_F(FolderTest, VersionsBelowOneAreOldAndTheFirstThousand)
     EXPECT_FALSE(RenameVersionedFile("b", 0));
     EXPECT_EQ(_folder.read("b"), "none left");
     EXPECT_EQ(_folder.read("b.1"), "x");
-}
-
-TEST(VersionedName, NumberThatDoesNotFitIsCut)
-{
-    char name[7];
-    EXPECT_TRUE(MakeVersionedName(name, sizeof(name), "a.b", 12));
-    EXPECT_STREQ(name, "a.b.12");
-    EXPECT_FALSE(MakeVersionedName(name, sizeof(name), "a.b", 123));
-    EXPECT_STREQ(name, "a.b.12");
 }
 
 // ---- Temporary files
@@ -510,12 +454,10 @@ TEST(FileBitness, OnlyElfFilesHaveOne)
         int32 bitness;
     } cases[] = {
         {"empty", "", 0},
-        {"text", "text that is no library", 0},
         {"magic", magic, 0},
         {"class1", magic + '\1', 32},
         {"class2", magic + '\2', 64},
         {"class3", magic + '\3', 0},
-        {"class0", magic + '\0', 0},
         {"whole", magic + '\2' + std::string(100, 'x'), 64},
         {"shifted", "x" + magic + '\2', 0},
     };
@@ -523,11 +465,9 @@ TEST(FileBitness, OnlyElfFilesHaveOne)
         EXPECT_EQ(UTFileBitnessInfo(folder.write(row.name, row.content).c_str()).getBitness(), row.bitness)
             << row.name;
     }
-    EXPECT_EQ(UTFileBitnessInfo("/proc/self/exe").getBitness(), 64);
-    EXPECT_EQ(UTFileBitnessInfo(folder.path("none").c_str()).getBitness(), 0);
-    EXPECT_EQ(UTFileBitnessInfo(folder.path().c_str()).getBitness(), 0); // can be opened, but not read
-    EXPECT_EQ(UTFileBitnessInfo(std::string(5000, 'x').c_str()).getBitness(), 0);
-    EXPECT_EQ(UTFileBitnessInfo(nullptr).getBitness(), 0);
+    for (const std::string & path : {folder.path("none"), folder.path(), std::string(5000, 'x')}) {
+        EXPECT_EQ(UTFileBitnessInfo(path.c_str()).getBitness(), 0);
+    }
 }
 
 // ---- Drives
@@ -549,29 +489,15 @@ TEST(Drives, FilesBelongToTheLongestMountPoint)
     EXPECT_STREQ(kind, "UNKNOWN");
     EXPECT_FALSE(drive_type_prop("/proc/self", kind, 4));
     EXPECT_STREQ(kind, "UNK");
-    if (std::filesystem::is_directory("/dev/shm") &&
-        longest_mount_match("/dev/shm", dev, sizeof(dev), type, sizeof(type)) &&
+    if (longest_mount_match("/dev/shm", dev, sizeof(dev), type, sizeof(type)) &&
         std::strcmp(type, "tmpfs") == 0) {
-        EXPECT_TRUE(drive_type_prop("/dev/shm/none", kind, sizeof(kind)));
-        EXPECT_STREQ(kind, "RAMDISK");
-    }
-}
-
-TEST(Drives, NumberIsThatOfTheDevice)
-{
-    char dev[PATH_BUFFER_SIZE];
-    char type[64];
-    ASSERT_TRUE(longest_mount_match(ORV_BUILD_DIR, dev, sizeof(dev), type, sizeof(type)));
-    const int64 number = get_drive(ORV_BUILD_DIR);
-    EXPECT_EQ(GetPhysicalDrive(ORV_BUILD_DIR), number);
-    if (number == -1) {
-        GTEST_SKIP() << "no partition holds " << ORV_BUILD_DIR;
+        EXPECT_EQ(get_drive_type_for_filename("/dev/shm/none"), UX_DT_RAMDISK);
     }
     struct stat found = {};
     ASSERT_EQ(stat(ORV_BUILD_DIR, &found), 0);
-    EXPECT_EQ(number, static_cast<int64>(found.st_dev));
-    const unix_drive_type kind = get_drive_type_for_filename(ORV_BUILD_DIR);
-    EXPECT_TRUE(kind == UX_DT_FIXED || kind == UX_DT_REMOVABLE) << kind;
+    if (const int64 number = get_drive(ORV_BUILD_DIR); number != -1) { // where a partition holds it
+        EXPECT_EQ(number, static_cast<int64>(found.st_dev));
+    }
 }
 
 // ---- The time of day
@@ -608,17 +534,10 @@ TEST_F(CurrentTimeTest, LocalAndGlobalAreTheSameMomentInTheirZones)
     EXPECT_LE(before, local_moment);
     EXPECT_LE(local_moment, global_moment);
     EXPECT_LE(global_moment, after);
-}
-
-TEST_F(CurrentTimeTest, UnknownKindOfTimeLeavesTheBufferAlone)
-{
-    struct tm expected;
-    std::memset(&expected, 0x5A, sizeof(expected));
-    for (const int kind : {-1, 2}) {
-        struct tm found = expected;
-        std::memcpy(&found, &expected, sizeof(found));
-        FindCurrentTime(&found, kind);
-        EXPECT_EQ(std::memcmp(&found, &expected, sizeof(found)), 0) << kind;
+    for (const int unknown : {-1, 2}) {
+        global.tm_year = 7;
+        FindCurrentTime(&global, unknown);
+        EXPECT_EQ(global.tm_year, 7) << unknown << " is no kind of time";
     }
 }
 

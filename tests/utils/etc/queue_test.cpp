@@ -1,29 +1,23 @@
 #include "utils/etc/queue.h"
 
-#include <vector>
-
 #include <gtest/gtest.h>
 
 namespace {
 
-struct an_item {
-    a_queue queue = {nullptr, nullptr}; // first, so that the node's address is the item's
-    char name = '?';
-};
-
 TEST(Queue, ElementsComeOutInTheOrderOfInsertion)
 {
-    a_queue anchor = {&anchor, &anchor};
+    a_queue anchor = {nullptr, nullptr};
+    EXPECT_EQ(Q_element(&anchor), nullptr) << "never set up";
+    anchor = {&anchor, &anchor};
     EXPECT_EQ(Q_element(&anchor), nullptr);
-    an_item a = {{nullptr, nullptr}, 'a'};
-    an_item b = {{nullptr, nullptr}, 'b'};
-    Q_insert(&anchor, &a.queue);
-    Q_insert(&anchor, &b.queue);
+    a_queue a = {};
+    a_queue b = {};
+    Q_insert(&anchor, &a);
+    Q_insert(&anchor, &b);
     EXPECT_EQ(Q_element(&anchor), &a);
     EXPECT_EQ(Q_element(&anchor), &b);
     EXPECT_EQ(anchor.after_me, &anchor);
     EXPECT_EQ(anchor.before_me, &anchor);
-    EXPECT_EQ(Q_element(&anchor), nullptr);
 }
 
 TEST(Queue, RemovedElementKeepsItsPointersAndTheRestStaysClosed)
@@ -41,12 +35,6 @@ TEST(Queue, RemovedElementKeepsItsPointersAndTheRestStaysClosed)
     EXPECT_EQ(a.after_me, &c);
     EXPECT_EQ(c.before_me, &a);
     EXPECT_EQ(anchor.before_me, &c);
-}
-
-TEST(Queue, AnchorNeverSetUpIsEmpty)
-{
-    a_queue anchor = {nullptr, nullptr};
-    EXPECT_EQ(Q_element(&anchor), nullptr);
 }
 
 } // namespace

