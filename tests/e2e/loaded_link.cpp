@@ -2,43 +2,17 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <dlfcn.h>
+
+#include "support/loaded_library.h"
 
 namespace e2e {
 
 namespace {
 
-// The exports that the tests call. Loaded once and kept: a process of a host does no other.
-struct Exports {
-    decltype(&MsgInitLinkV3) init;
-    decltype(&MsgFiniLink) fini;
-    decltype(&MsgSendV3) send;
-    decltype(&MsgReceive) receive;
-    decltype(&MsgContent) content;
-    decltype(&MsgDelete) remove;
-    bool complete = true;
-
-    Exports()
-    {
-        void * library = dlopen(ORV_BUILD_DIR "/lib64/liborvsmtp16_r.so", RTLD_NOW | RTLD_LOCAL);
-        load(library, "MsgInitLinkV3", init);
-        load(library, "MsgFiniLink", fini);
-        load(library, "MsgSendV3", send);
-        load(library, "MsgReceive", receive);
-        load(library, "MsgContent", content);
-        load(library, "MsgDelete", remove);
-    }
-
-    template<class Function> void load(void * library, const char * name, Function & function)
-    {
-        function = library == nullptr ? nullptr : reinterpret_cast<Function>(dlsym(library, name));
-        complete = complete && function != nullptr;
-    }
-};
-
-const Exports & exports()
+// Loaded once and kept: a process of a host does no other.
+const support::LoadedLibrary & library()
 {
-    static const Exports loaded;
+    static const support::LoadedLibrary loaded;
     return loaded;
 }
 
@@ -76,8 +50,8 @@ LoadedLink::LoadedLink(Settings settings)
 
 bool LoadedLink::open(const std::string & address)
 {
-    if (exports().complete) {
-        _link = exports().init(address.c_str(), on_report, &_access, nullptr);
+    if (library().init != nullptr) {
+        _link = library().init(address.c_str(), on_report, &_access, nullptr);
     }
     return _link != nullptr;
 }
@@ -85,7 +59,7 @@ bool LoadedLink::open(const std::string & address)
 void LoadedLink::close()
 {
     if (_link != nullptr) {
-        exports().fini(_link);
+        library().fini(_link);
         _link = nullptr;
     }
 }
@@ -94,20 +68,20 @@ MSGRET LoadedLink::send(const std::string & to, std::string_view text, uint32 co
 {
     // A block of exactly this size, so that the sanitizers see a read behind the text.
     const std::vector<char> block(text.begin(), text.end());
-    return exports().send(_link, "remote", to.c_str(), block.data(), static_cast<uint32>(block.size()), count,
+    return library().send(_link, "remote", to.c_str(), block.data(), static_cast<uint32>(block.size()), count,
                           0);
 }
 
 MSGRET LoadedLink::receive(HMSG * msg)
 {
-    return exports().receive(_link, msg);
+    return library().receive(_link, msg);
 }
 
 std::optional<std::string> LoadedLink::content(HMSG msg)
 {
     char * text = nullptr;
     uint32 length = 0;
-    if (exports().content(_link, msg, &text, &length) != MSG_SUCCESS) {
+    if (library().content(_link, msg, &text, &length) != MSG_SUCCESS) {
         return std::nullopt;
     }
     return std::string(text, length);
@@ -115,7 +89,7 @@ std::optional<std::string> LoadedLink::content(HMSG msg)
 
 MSGRET LoadedLink::remove(HMSG msg)
 {
-    return exports().remove(_link, msg);
+    return library().remove(_link, msg);
 }
 
 const std::vector<std::string> & LoadedLink::reports() const

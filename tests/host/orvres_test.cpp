@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-using orvtest::read_text;
 using orvtest::run_process;
 
 namespace {
@@ -22,12 +21,12 @@ protected:
 
     orvtest::ProcessResult compile(const std::string & translation, const std::string & version = "160")
     {
-        orvtest::write_text(_po, header + ("\"" + translation + "\"\n"));
+        _folder.write("de.po", header + ("\"" + translation + "\"\n"));
         return run(
             {"compile", "--language", "de", "--charset", "iso_1", "--version", version, "-o", _res, _po});
     }
 
-    orvtest::ScratchDirectory _folder;
+    TemporaryFolder _folder;
     const std::string _po = _folder.path("de.po");
     const std::string _res = _folder.path("de.res");
 };
@@ -37,7 +36,7 @@ protected:
 TEST_F(Orvres, FaultyTextLeavesTheOldFileAndIsNamed)
 {
     ASSERT_EQ(compile("ja").status, 0);
-    const std::string old = read_text(_res);
+    const std::string old = _folder.read("de.res");
     const auto refused = compile("\xE2\x82\xAC");
     EXPECT_EQ(refused.status, 1);
     // The leak sanitizer may have its say behind it.
@@ -45,16 +44,16 @@ TEST_F(Orvres, FaultyTextLeavesTheOldFileAndIsNamed)
                                ": 9: the character \xE2\x82\xAC (U+20AC) isn't in ISO_8859-1:1987\n"),
               0u)
         << refused.err;
-    EXPECT_EQ(read_text(_res), old);
-    EXPECT_EQ(_folder.names(), (std::vector<std::string>{"de.po", "de.res"}));
+    EXPECT_EQ(_folder.read("de.res"), old);
+    EXPECT_EQ(_folder.names(), (std::set<std::string>{"de.po", "de.res"}));
 }
 
 TEST_F(Orvres, SameTextsGiveTheSameBytesAndComeBack)
 {
     ASSERT_EQ(compile("\xC3\xA4").status, 0);
-    const std::string first = read_text(_res);
+    const std::string first = _folder.read("de.res");
     ASSERT_EQ(compile("\xC3\xA4").status, 0);
-    EXPECT_EQ(read_text(_res), first);
+    EXPECT_EQ(_folder.read("de.res"), first);
     EXPECT_NE(first.find("charset=ISO_8859-1:1987;language=de"), std::string::npos);
     EXPECT_NE(run({"dump", _res}).out.find("msgid \"\xC3\xA4\""), std::string::npos);
     EXPECT_EQ(run({"check", _res}).status, 0);
@@ -67,6 +66,6 @@ TEST_F(Orvres, BadInputAndBadCallsAreToldApart)
     EXPECT_EQ(run({}).status, 2);
     EXPECT_EQ(run({"check", _folder.path("missing")}).status, 1);
     EXPECT_EQ(run({"dump", _po}).status, 1);
-    orvtest::write_text(_po, "no PO file");
+    _folder.write("de.po", "no PO file");
     EXPECT_EQ(run({"check", "--english", _po, ORV_BUILD_DIR "/res/orvlgen16.res"}).status, 1);
 }

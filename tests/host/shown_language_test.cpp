@@ -147,7 +147,7 @@ void install_without_icu(const fs::path & folder)
 
 TEST(ShownLanguage, IsThatOfTheLocaleInItsBytesWithoutIcu)
 {
-    const orvtest::ScratchDirectory folder;
+    const TemporaryFolder folder;
     install_without_icu(folder.path());
     const std::vector<std::uint16_t> ids = shown_texts(folder.path());
     EXPECT_GE(ids.size(), 20u);

@@ -5,16 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <memory>
 #include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "mailserver/server.h"
 #include "outofmem/allocations.h"
-#include "remote/orvsmtp.h"
-#include "support/host_profile.h"
+#include "support/mail_stage.h"
 
 namespace {
 
@@ -60,48 +57,14 @@ void * operator new(size_t size, const std::nothrow_t &) noexcept
 
 namespace {
 
-using namespace mailserver;
-
-constexpr std::chrono::seconds PATIENCE{10};
-
-class Memory : public testing::TestWithParam<Shortage> {
+class Memory : public testing::TestWithParam<Shortage>, public support::MailStage {
 protected:
     Memory()
     {
-        server.start();
-        for (const auto & [name, value] : std::initializer_list<std::pair<const char *, std::string>>{
-                 {"smtp_host", "127.0.0.1"},
-                 {"pop3_host", "127.0.0.1"},
-                 {"smtp_port", std::to_string(server.smtp_port())},
-                 {"pop3_port", std::to_string(server.pop3_port())},
-                 {"pop3_userid", "bob"},
-                 {"pop3_password", "secret"},
-                 {"local_host", "localhost"},
-                 {"suppress_dialogs", "yes"},
-                 {"receive_only", "yes"},
-             }) {
-            profile.set(name, value);
-        }
+        profile.set("receive_only", "yes");
         for (const char * id : {"<a@h>", "<b@h>", "<c@h>"}) {
-            put(id);
+            put(id, std::string(id) + "\r\n");
         }
-    }
-
-    void put(const std::string & id)
-    {
-        store->put("bob", "Subject: -Orv-Relays-\r\nMessage-ID: " + id + "\r\n\r\n" + id + "\r\n\r\n", id);
-    }
-
-    static Config config()
-    {
-        Config config;
-        config.users = {{"bob", "secret"}, {"ann", "secret"}};
-        return config;
-    }
-
-    HLINK make_link()
-    {
-        return MsgInitLinkV3("bob@here", support::CallbackRecorder::callback(), profile.access(), nullptr);
     }
 
     // The operation with its n-th allocation failing, for n from 1 until it needs fewer. `operation` is
@@ -125,6 +88,11 @@ protected:
         EXPECT_GT(n, 2) << "nothing failed";
     }
 
+    static void expect_told(MSGRET ret)
+    {
+        EXPECT_TRUE(ret == MSG_SUCCESS || ret == MSG_FAILURE || ret == MSG_OUT_OF_MEMORY) << ret;
+    }
+
     // A new link, with memory, still finds all of them.
     void expect_messages(const std::vector<std::string> & ids)
     {
@@ -137,11 +105,6 @@ protected:
         }
         MsgFiniLink(link);
     }
-
-    std::shared_ptr<MemoryStore> store = std::make_shared<MemoryStore>();
-    Server server{config(), store};
-    support::HostProfile profile;
-    support::CallbackRecorder recorder;
 };
 
 TEST_P(Memory, LinkIsMadeWholeOrNotAtAll)
@@ -168,7 +131,7 @@ TEST_P(Memory, LookThatFailsDeliversTheSameMessagesLater)
     at_every_allocation([&](HLINK link) {
         HMSG msg = nullptr;
         const MSGRET ret = MsgReceive(link, &msg);
-        EXPECT_TRUE(ret == MSG_SUCCESS || ret == MSG_FAILURE || ret == MSG_OUT_OF_MEMORY) << ret;
+        expect_told(ret);
         EXPECT_EQ(msg != nullptr, ret == MSG_SUCCESS);
         if (msg != nullptr) {
             EXPECT_STREQ(static_cast<SMTPLinkMessage *>(msg)->GetValue(), "<a@h>");
@@ -184,13 +147,9 @@ TEST_P(Memory, TextIsWholeOrNotGiven)
         HMSG msg = nullptr;
         ASSERT_EQ(MsgReceive(link, &msg), MSG_SUCCESS);
         allocations_until_failure = wanted;
-        char * txt = nullptr;
-        uint32 len = 0;
-        const MSGRET ret = MsgContent(link, msg, &txt, &len);
-        EXPECT_TRUE(ret == MSG_SUCCESS || ret == MSG_FAILURE || ret == MSG_OUT_OF_MEMORY) << ret;
-        if (ret == MSG_SUCCESS) {
-            EXPECT_EQ(std::string(txt, len), "\r\n<a@h>\r\n");
-        }
+        MSGRET ret = MSG_SUCCESS;
+        EXPECT_EQ(content(link, msg, &ret).value_or("\r\n<a@h>\r\n"), "\r\n<a@h>\r\n");
+        expect_told(ret);
     });
 }
 
@@ -201,7 +160,7 @@ TEST_P(Memory, DeletionTakesNoOtherMessage)
     for (int n = 1; !deleted && n < 1000; ++n) {
         SCOPED_TRACE("allocation " + std::to_string(n));
         if (store->mails("bob").size() == 2) {
-            put("<a@h>");
+            put("<a@h>", "<a@h>\r\n");
         }
         HLINK link = make_link();
         ASSERT_NE(link, nullptr);
@@ -213,7 +172,7 @@ TEST_P(Memory, DeletionTakesNoOtherMessage)
         deleted = MsgDelete(link, msg) == MSG_SUCCESS;
         allocations_until_failure = 0;
         MsgFiniLink(link);
-        ASSERT_TRUE(server.wait_idle(PATIENCE));
+        ASSERT_TRUE(server.wait_idle(support::PATIENCE));
         const size_t left = store->mails("bob").size();
         EXPECT_TRUE(left == 2 || (left == 3 && !deleted)) << left;
     }
@@ -227,7 +186,7 @@ TEST_P(Memory, SendSucceedsOrIsToldAsFailed)
     at_every_allocation([&](HLINK link) {
         const size_t before = store->mails("ann").size();
         const MSGRET ret = MsgSendV3(link, nullptr, "ann@there", "text\r\n", 6, 1, 0);
-        EXPECT_TRUE(ret == MSG_SUCCESS || ret == MSG_FAILURE || ret == MSG_OUT_OF_MEMORY) << ret;
+        expect_told(ret);
         told += ret == MSG_SUCCESS ? 1 : 0;
         // A mail whose final reply couldn't be read goes again.
         EXPECT_GE(store->mails("ann").size(), before + (ret == MSG_SUCCESS ? 1 : 0));

@@ -25,22 +25,15 @@ TEST(SupportedAuth, OnlyWholeKeywordsAndMechanismsCount)
         uint32 mechanisms;
     } rows[] = {
         {"250-AUTH CRAM-MD5 LOGIN PLAIN", 3},
-        {"250-AUTH=LOGIN PLAIN", 2},
-        {"250 auth cram-md5", 1},
         {"250-Auth=Login", 2},
         {"250-AUTH\tLOGIN\tCRAM-MD5", 3},
         {"250-AUTH  PLAIN   LOGIN  ", 2},
         {"250-AUTH==LOGIN", 0},
         {"250-AUTH= LOGIN", 2},
-        {"250-AUTHENTICATE LOGIN", 0},
         {"250 CRAM-MD5 LOGIN", 0},
-        {"250-XAUTH LOGIN", 0},
-        {"250- AUTH LOGIN", 0},
         {"250-AUTH LOGIN,CRAM-MD5", 0},
         {"250-AUTH LOGINS XLOGIN CRAM-MD CRAM-MD55", 0},
         {"250-AUTH", 0},
-        {"250-AUTH ", 0},
-        {"250-", 0},
         {"250", 0},
     };
     for (const auto & row : rows) {
@@ -49,19 +42,6 @@ TEST(SupportedAuth, OnlyWholeKeywordsAndMechanismsCount)
         grab_supported_auth(&mechanisms, line.data(), static_cast<unsigned int>(line.size()));
         EXPECT_EQ(mechanisms, row.mechanisms) << row.line;
     }
-}
-
-TEST(SupportedAuth, LinesAddUpAndTurnToUpperCaseBehindTheCode)
-{
-    uint32 mechanisms = 0;
-    char first[] = "abcdauth login \xe4z";
-    char second[] = "250-AUTH CRAM-MD5";
-    char third[] = "250 AUTH PLAIN";
-    grab_supported_auth(&mechanisms, first, sizeof(first) - 1);
-    EXPECT_STREQ(first, "abcdAUTH LOGIN \xe4Z");
-    grab_supported_auth(&mechanisms, second, sizeof(second) - 1);
-    grab_supported_auth(&mechanisms, third, sizeof(third) - 1);
-    EXPECT_EQ(mechanisms, AUTH_CRAM_MD5 | AUTH_LOGIN);
 }
 
 TEST(Challenge, IsWhatStandsBehindTheCodeWithoutWhiteSpaceAroundIt)
@@ -73,13 +53,10 @@ TEST(Challenge, IsWhatStandsBehindTheCodeWithoutWhiteSpaceAroundIt)
     } rows[] = {
         {"334 PDE4=", "PDE4="},
         {"334-PDE4", "-PDE4"},
-        {"334PDE4", "PDE4"},
         {"334 \t PDE4 \t ", "PDE4"},
         {"334 two words ", "two words"},
         {"334 ", ""},
         {"334", ""},
-        {"33", ""},
-        {"", ""},
         {"334 \v\f ", ""},
         {"334 " + longest, longest},
     };
@@ -100,15 +77,12 @@ TEST(Apop, TimestampNeedsItsThreeCharactersInTheirOrder)
         {"+OK ready <1896.697170952@dbc.mtview.ca.us>", "<1896.697170952@dbc.mtview.ca.us>"},
         {"+OK <a@b> ready", "<a@b>"},
         {"+OK <a@b> <c@d> x", "<a@b> <c@d>"}, // from the first "<" to the last ">"
-        {"+OK <<a@b>>", "<<a@b>>"},
         {"+OK <@>", "<@>"},
         {"+OK me@host <a@b>", nullptr},
         {"+OK <a> b@c", nullptr},
         {"+OK >a@b<", nullptr},
-        {"+OK <ab>", nullptr},
         {"+OK a@b>", nullptr},
         {"+OK <a@b", nullptr},
-        {"", nullptr},
     };
     for (const auto & row : rows) {
         const an_apop_timestamp found = apop_timestamp(row.greeting);
@@ -143,25 +117,14 @@ TEST(Base64, GroupsArePaddedByTheirOwnRules)
     } rows[] = {
         {"", ""},
         {"Zg==", "f"},
-        {"Zm8=", "fo"},
-        {"Zm9v", "foo"},
-        {"Zm9vYmFy", "foobar"},
         {"Zg==Zm8=Zm9v", "ffofoo"}, // goes on behind padding
         {"Z===", ""},
         {"====", ""},
-        {"////", "\xff\xff\xff"},
-        {"++++", "\xfb\xef\xbe"},
         {"Zg=v", std::nullopt},
         {"=g==", std::nullopt},
         {"Z=9v", std::nullopt},
         {"Zm9", std::nullopt},
-        {"Zm9vY", std::nullopt},
-        {"Zm9v=", std::nullopt},
         {"Zm 9v", std::nullopt},
-        {"Zm-_", std::nullopt},
-        {"Zm9v\r\n", std::nullopt},
-        {"Zm9\xff", std::nullopt},
-        {"Zm9vZm9!", std::nullopt},
     };
     for (const auto & row : rows)
         EXPECT_EQ(decode(row.text), row.bytes) << row.text;
@@ -269,10 +232,6 @@ const Exchange smtp_exchanges[] = {
      {"> 220 ready", "< EHLO link.example", "> 250-hi", "> 250 AUTH LOGIN CRAM-MD5",
       "! Authentication mech found: CRAM-MD5", "< AUTH CRAM-MD5", cram_challenge, cram_response, "> 235 ok",
       "! Authentication mech found: LOGIN"}},
-    {"CRAM-MD5 alone",
-     tim,
-     {"> 220-two", "> 220 lines", "< EHLO link.example", "> 250 auth=cram-md5",
-      "! Authentication mech found: CRAM-MD5", "< AUTH CRAM-MD5", cram_challenge, cram_response, "> 235 ok"}},
     {"the response is refused, LOGIN follows on the same connection",
      tim,
      {"> 220 ready", "< EHLO link.example", "> 250-AUTH LOGIN", "> 250 AUTH CRAM-MD5",
@@ -299,43 +258,22 @@ const Exchange smtp_exchanges[] = {
       "! Authentication mech found: CRAM-MD5", "< AUTH CRAM-MD5", "> 504 no",
       "! Authentication mech found: LOGIN", "< AUTH LOGIN", "> 334 x", "< Ym9i", "> 535 no",
       "! Unable to authenticate."}},
-    {"LOGIN stops at its first refusal",
-     {},
-     {"> 220 ready", "< EHLO link.example", "> 250 AUTH LOGIN", "! Authentication mech found: LOGIN",
-      "< AUTH LOGIN", "> 503 no", "! Unable to authenticate."}},
-    {"a password that is refused",
-     {{"smtp_userid", "tim"}},
-     {"> 220 ready", "< EHLO link.example", "> 250 AUTH LOGIN", "! Authentication mech found: LOGIN",
-      "< AUTH LOGIN", "> 334 x", "< dGlt", "> 334 y", "< c2VjcmV0", "> 535 no", "! Unable to authenticate."}},
     {"the SMTP password goes with the POP3 user",
      {{"smtp_password", "tanstaaftanstaaf"}},
      {"> 220 ready", "< EHLO link.example", "> 250 AUTH LOGIN", "! Authentication mech found: LOGIN",
       "< AUTH LOGIN", "> 334 x", "< Ym9i", "> 334 y", "< dGFuc3RhYWZ0YW5zdGFhZg==", "> 235 ok"}},
-    {"no user and no password are empty lines",
-     {{"pop3_userid", ""}, {"pop3_password", ""}},
-     {"> 220 ready", "< EHLO link.example", "> 250 AUTH LOGIN", "! Authentication mech found: LOGIN",
-      "< AUTH LOGIN", "> 334 x", "< ", "> 334 y", "< ", "> 235 ok"}},
-    {"nothing is announced",
-     {},
-     {"> 220 ready", "< EHLO link.example", "> 250-PIPELINING", "> 250 8BITMIME",
-      "! Unable to authenticate."}},
     {"a refused EHLO gives HELO, and what it announced until then counts",
      {},
      {"> 220 ready", "< EHLO link.example", "> 250-AUTH LOGIN", "> 550 no", "< HELO link.example", "> 250 hi",
       "! Authentication mech found: LOGIN", "< AUTH LOGIN", "> 334 x", "< Ym9i", "> 334 y", "< c2VjcmV0",
       "> 235 ok"}},
-    {"what stands behind a refusing line doesn't count",
+    {"what stands behind a refusing line doesn't count, and a line may be empty",
      {},
-     {"> 220 ready", "< EHLO link.example", "> 550-no", "> 250 AUTH LOGIN", "< HELO link.example", "> 250 hi",
-      "! Unable to authenticate."}},
+     {"> 220-", "> 220 ready", "< EHLO link.example", "> 550-no", "> 250 AUTH LOGIN", "< HELO link.example",
+      "> 250 hi", "! Unable to authenticate."}},
     {"a reply shorter than a code ends the reply, and is good",
      {},
      {"> 22", "< EHLO link.example", "> 2", "! Unable to authenticate."}},
-    {"the setting adds to what is announced",
-     {{"smtp_authenticate_mechanism", "login"}},
-     {"> 220 ready", "< EHLO link.example", "> 250 AUTH CRAM-MD5", "! Authentication mech found: CRAM-MD5",
-      "< AUTH CRAM-MD5", "> 504 no", "! Authentication mech found: LOGIN", "< AUTH LOGIN", "> 334 x",
-      "< Ym9i", "> 334 y", "< c2VjcmV0", "> 235 ok"}},
     {"the setting names CRAM-MD5 to a server that announces nothing",
      {{"smtp_authenticate_mechanism", "Cram-Md5"},
       {"smtp_userid", "tim"},
@@ -346,10 +284,6 @@ const Exchange smtp_exchanges[] = {
      {{"smtp_authenticate_mechanism", "PLAIN"}},
      {"> 220 ready", "< EHLO link.example", "> 502 what", "! Unknown smtp authenticate mechanism specified!!",
       "< HELO link.example", "> 250 hi", "! Unable to authenticate."}},
-    {"an unknown mechanism isn't told when another is announced",
-     {{"smtp_authenticate_mechanism", "PLAIN"}},
-     {"> 220 ready", "< EHLO link.example", "> 250 AUTH LOGIN", "! Authentication mech found: LOGIN",
-      "< AUTH LOGIN", "> 334 x", "< Ym9i", "> 334 y", "< c2VjcmV0", "> 235 ok"}},
     {"without authentication HELO is said and the setting's mechanism is used",
      {{"smtp_authenticate", "no"}, {"smtp_authenticate_mechanism", "LOGIN"}},
      {"> 220 ready", "< HELO link.example", "> 250 AUTH CRAM-MD5", "! Authentication mech found: LOGIN",

@@ -161,8 +161,9 @@ TEST_F(Inbox, MailWithoutMessageIdIsKnownByTheServersIdAndTheNextByItsOwn)
 TEST_F(Inbox, HeldMessageGetsItsNewNumberAndIsNotDeliveredAgain)
 {
     session(stat("+OK 2 500") + top(1, "Subject: x\r\n") + top(2, headers_of("<a@h>")));
-    // Another case of letters is the same id.
-    session(stat("+OK 2 500") + top(1, headers_of("<A@H>")) + top(2, headers_of("<b@h>")) + dele(1));
+    // Another case of letters is the same id, and of two mails with it the later number wins.
+    session(stat("+OK 3 500") + top(1, headers_of("<A@H>")) + top(2, headers_of("<b@h>")) +
+            top(3, headers_of("<a@h>")) + dele(3));
     ASSERT_TRUE(make_link());
     HMSG first = nullptr;
     EXPECT_EQ(receive(&first), "<a@h>");
@@ -170,35 +171,21 @@ TEST_F(Inbox, HeldMessageGetsItsNewNumberAndIsNotDeliveredAgain)
     EXPECT_EQ(MsgDelete(link, first), MSG_SUCCESS);
 }
 
-TEST_F(Inbox, OfMailsWithAHeldIdTheLaterNumberWins)
-{
-    session(stat("+OK 1 500") + top(1, headers_of("<a@h>")));
-    session(stat("+OK 2 500") + top(1, headers_of("<a@h>")) + top(2, headers_of("<a@h>")) + dele(2));
-    ASSERT_TRUE(make_link());
-    HMSG msg = nullptr;
-    EXPECT_EQ(receive(&msg), "<a@h>");
-    EXPECT_EQ(receive(), no_message);
-    EXPECT_EQ(MsgDelete(link, msg), MSG_SUCCESS);
-}
-
 TEST_F(Inbox, OfTwoMailsWithOneIdExactlyTheDeletedOneGoes)
 {
-    for (const bool first_goes : {true, false}) {
-        SCOPED_TRACE(first_goes);
-        const unsigned gone = first_goes ? 2 : 1; // the later number is delivered first
+    for (const unsigned gone : {2U, 1U}) { // the later number is delivered first
         const unsigned kept = 3 - gone;
         session(stat("+OK 2 500") + top(1, headers_of("<a@h>")) + top(2, headers_of("<a@h>")) + dele(gone) +
                 retr(kept, marker + "\r\nkept\r\n\r\n") + dele(kept));
         ASSERT_TRUE(make_link());
-        HMSG msgs[2] = {};
-        EXPECT_EQ(receive(&msgs[0]), "<a@h>");
+        HMSG msgs[3] = {}; // by number
+        EXPECT_EQ(receive(&msgs[2]), "<a@h>");
         EXPECT_EQ(receive(&msgs[1]), "<a@h>");
-        ASSERT_NE(msgs[0], msgs[1]);
-        EXPECT_EQ(MsgDelete(link, msgs[first_goes ? 0 : 1]), MSG_SUCCESS);
-        EXPECT_EQ(content(msgs[first_goes ? 1 : 0]), "\r\nkept\r\n");
-        EXPECT_EQ(MsgDelete(link, msgs[first_goes ? 1 : 0]), MSG_SUCCESS);
+        EXPECT_EQ(MsgDelete(link, msgs[gone]), MSG_SUCCESS);
+        EXPECT_EQ(content(msgs[kept]), "\r\nkept\r\n");
+        EXPECT_EQ(MsgDelete(link, msgs[kept]), MSG_SUCCESS);
         end_link();
-        if (first_goes) {
+        if (gone == 2) {
             session({}); // of the next link
         }
     }
@@ -264,21 +251,15 @@ TEST(MailHeader, LineCountsByItsNameAndFirstWord)
         {"  subject\t:\t -Orv-Relays- and more", true, "", false},
         {"Subject: Re: -Orv-Relays-", false, "", false},
         {"Subject: -orv-relays-", false, "", false},
-        {"Subject: -Orv-Relays", false, "", false},
         {"Subject", false, "", false},
-        {"Subject:", false, "", false},
         {":-Orv-Relays-", false, "", false},
-        {" : -Orv-Relays-", false, "", false},
-        {"X-Subject: -Orv-Relays-", false, "", false},
         {"Subject line: -Orv-Relays-", true, "", false}, // the first word of the name
         {" -Orv-Relays-", false, "", false},             // folded
         {"message-id: <a b@h>", false, "<a", false},
         {"Message-ID:<a:b@h>", false, "<a:b@h>", false},
         {"Message-ID: \t ", false, "", false},
-        {"Message-IDs: <a@h>", false, "", false},
         {"content-transfer-encoding: QUOTED-printable", false, "", true},
         {"Content-Transfer-Encoding: quoted-printable;", false, "", false},
-        {"", false, "", false},
     };
     for (const HeaderRow & row : table) {
         // A block of the exact size, so that a sanitizer sees a byte read behind it.
@@ -294,16 +275,14 @@ TEST(MailHeader, LineCountsByItsNameAndFirstWord)
     }
 }
 
-TEST(MailHeader, LastSubjectDecidesAndLongIdIsCut)
+TEST(MailHeader, LastSubjectDecides)
 {
     char id[MESSAGE_ID_SIZE] = "";
     a_mail_header header{id, TRUE, false};
-    for (std::string line : {std::string("Subject: -Orv-Relays-"), std::string("Subject: else"),
-                             "Message-ID: " + std::string(300, 'i')}) {
+    for (std::string line : {"Subject: -Orv-Relays-", "Subject: else"}) {
         read_header_line(&header, line.data());
     }
     EXPECT_TRUE(header.ignore_me);
-    EXPECT_EQ(id, std::string(160, 'i'));
 }
 
 // --- The body
@@ -312,9 +291,9 @@ TEST(MailHeader, LastSubjectDecidesAndLongIdIsCut)
 class Body : public Inbox {
 protected:
     // What the host gets; `reply` is all that the server says to RETR.
-    std::string text_of(const Row & reply, const std::string & headers = headers_of("<a@h>"))
+    std::string text_of(const Row & reply)
     {
-        session(stat("+OK 1 9") + top(1, headers) + rows{hear("RETR 1"), reply});
+        session(stat("+OK 1 9") + top(1, headers_of("<a@h>")) + rows{hear("RETR 1"), reply});
         EXPECT_TRUE(make_link());
         HMSG msg = nullptr;
         EXPECT_EQ(receive(&msg), "<a@h>");
@@ -324,23 +303,25 @@ protected:
     }
 };
 
-TEST_F(Body, EmptyBodyEndsInTheSameMark)
+TEST_F(Body, EndsAtItsMarkAndNowhereElse)
 {
-    EXPECT_EQ(text_of(say_bytes("+OK\r\n" + headers_of("<a@h>") + "\r\n.\r\n")), "");
-}
-
-TEST_F(Body, MarkTornIntoSingleBytesIsFound)
-{
-    EXPECT_EQ(text_of(in_pieces(say_bytes("+OK\r\nX: y\r\n\r\n.\r.\n\r\n..\r\nend\r\n.\r\n"))),
-              "\r\n.\r.\n\r\n..\r\nend")
-        << "nothing is unstuffed, and a line end alone ends nothing";
-}
-
-TEST_F(Body, MarkEndingAtTheLastByteOfTheBufferIsFound)
-{
-    const std::string body(BODY_LIMIT - 2 - 5, 'b');
-    EXPECT_EQ(text_of(say_bytes("+OK\r\nX: y\r\n\r\n" + body + "\r\n.\r\n")), "\r\n" + body);
-    EXPECT_EQ(take_lines(), lines());
+    const std::string longest(BODY_LIMIT - 2 - 5, 'b');
+    const struct {
+        std::string body; // with its mark
+        std::string text;
+        size_t piece = 0;
+    } rows[] = {
+        {".\r\n", ""}, // the same mark
+        // Nothing is unstuffed, and a line end alone ends nothing.
+        {".\r.\n\r\n..\r\nend\r\n.\r\n", "\r\n.\r.\n\r\n..\r\nend", 1},
+        {longest + "\r\n.\r\n", "\r\n" + longest},
+    };
+    for (const auto & row : rows) {
+        EXPECT_EQ(text_of(say_bytes("+OK\r\nX: y\r\n\r\n" + row.body, row.piece)), row.text);
+        EXPECT_EQ(take_lines(), lines());
+        session({}); // of the next link
+    }
+    EXPECT_TRUE(make_link());
 }
 
 TEST_F(Body, OneByteMoreIsReportedAndNeverRead)
@@ -381,18 +362,14 @@ TEST(QuotedPrintable, OnlyWholeEscapesAreDecoded)
         std::string text;
         std::string decoded;
     } table[] = {
-        {"", ""},
         {"=41=4a=4A", "AJJ"},
         {"a=\r\nb", "a\r\nb"},
-        {"=4g", "4g"},
         {"=g4", "g4"},
-        {"=", ""},
         {"a=4", "a4"},
         {"=4=41", "4A"},
         {"=00=ff=FF", "\0\xff\xff"s},
         {"=3D=41", "=A"}, // what came out isn't looked at again
         {"=41==", "=41=="},
-        {"==", "=="},
         {"=41\0=="s, "A\0"s}, // the look for "==" ends at the first zero byte
         {"=/0=:0=@0=`0=0G", "/0:0@0`00G"},
     };
@@ -414,14 +391,11 @@ TEST_F(Inbox, RefusedOrSenselessRepliesFailTheLookAndNothingElse)
     const std::vector<rows> table = {
         stat("-ERR no"),
         stat(" +OK 1 1"),
-        stat(""),
         stat("+OK"),
-        stat("+OK    "),
         stat("+OK 1 1") + rows{hear("TOP 1 0"), say("-ERR what")},
         stat("+OK 1 1") + top(1, marker) + rows{hear("UIDL 1"), say("-ERR what")},
         stat("+OK 1 1") + top(1, marker) + rows{hear("UIDL 1"), say("+OK 1")},
         stat("+OK 4294967295 1") + rows{hear("TOP 1 0"), say("-ERR empty")},
-        stat("+OK -1 1") + rows{hear("TOP 1 0"), say("-ERR empty")},
         stat(full_line) + rows{hear("TOP 1 0"), say("-ERR empty")},
     };
     for (const rows & inner : table) {
@@ -461,24 +435,6 @@ TEST_F(Inbox, OddBytesInHeadersHurtNoOtherLine)
     ASSERT_TRUE(make_link());
     EXPECT_EQ(receive(), "<a\rb\nc@h>");
     EXPECT_EQ(take_lines(), lines());
-}
-
-TEST_F(Inbox, MailWithoutAnEndFailsWhenTheServerHangsUp)
-{
-    const std::string endless = "+OK\r\n" + headers_of("<a@h>");
-    const rows cut_off[] = {
-        {hear("TOP 1 0"), say_bytes(endless), hang_up()},
-        {hear("TOP 1 0"), say_bytes(endless + "\r\n\r\n."), hang_up()},
-        {hear("TOP 1 0"), say_bytes(endless + "\r\n.\n"), hang_up()},
-        {hear("TOP 1 0"), hang_up()},
-        {hear("TOP 1 0"), say_bytes("+OK\r\nX: y\r"), reset()},
-    };
-    for (const rows & inner : cut_off) {
-        server.expect(Port::Pop3, pop_opening() + stat("+OK 1 1") + inner);
-    }
-    session({});
-    ASSERT_TRUE(make_link());
-    EXPECT_EQ(receive(), "(1)");
 }
 
 TEST_F(Inbox, NumbersAndIdsFarTooLongAreCutNotBelieved)

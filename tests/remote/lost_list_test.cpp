@@ -68,17 +68,10 @@ protected:
     a_smtp_link_info lnk;
 };
 
-TEST_F(LostListTest, MessageThatNoListHoldsIsNotHandedOut)
+TEST_F(LostListTest, NothingIsHandedOutReadOrDeletedByANumberOfAnEarlierSession)
 {
     EXPECT_EQ(receive_until_memory_runs_out(), MSG_OUT_OF_MEMORY);
-    EXPECT_TRUE(lnk.receivedMsgLst.error());
-    // All those before it were in the list, and so were handed out.
-    EXPECT_GT(received.size(), 0u);
-}
-
-TEST_F(LostListTest, NumberOfAnEarlierSessionNeitherReadsNorDeletes)
-{
-    ASSERT_EQ(receive_until_memory_runs_out(), MSG_OUT_OF_MEMORY);
+    EXPECT_GT(received.size(), 0u); // all those before it were in the list, and so were handed out
     char * txt = nullptr;
     uint32 len = 0;
     EXPECT_EQ(MsgContent(&lnk, held.get(), &txt, &len), MSG_OUT_OF_MEMORY);

@@ -11,16 +11,7 @@
 
 namespace {
 
-std::string hex(const unsigned char * digest)
-{
-    static constexpr char digits[] = "0123456789abcdef";
-    std::string text;
-    for (unsigned int i = 0; i < MD5_DIGEST_SIZE; ++i)
-        text.append(1, digits[digest[i] >> 4]).append(1, digits[digest[i] & 15]);
-    return text;
-}
-
-// The digest of the pieces, each in a heap block without a spare byte.
+// The digest of the pieces, each in a heap block without a spare byte; the context must be empty afterwards.
 std::string md5(const std::vector<std::string> & pieces)
 {
     MD5_CTX context;
@@ -32,7 +23,12 @@ std::string md5(const std::vector<std::string> & pieces)
     }
     unsigned char digest[MD5_DIGEST_SIZE];
     MD5Final(digest, &context);
-    return hex(digest);
+    const auto * bytes = reinterpret_cast<const unsigned char *>(&context);
+    EXPECT_EQ(std::count(bytes, bytes + sizeof(context), 0), sizeof(context)) << "a part of a password stays";
+    std::string hex;
+    for (const unsigned char byte : digest)
+        hex.append(1, "0123456789abcdef"[byte >> 4]).append(1, "0123456789abcdef"[byte & 15]);
+    return hex;
 }
 
 std::string text_of(size_t len)
@@ -43,42 +39,17 @@ std::string text_of(size_t len)
     return text;
 }
 
-TEST(Md5, GivesTheDigestsOfTheStandard)
+TEST(Md5, AgreesWithLibcryptoAtEveryLengthAndTear)
 {
-    const struct {
-        const char * text;
-        const char * digest;
-    } rows[] = {
-        {"", "d41d8cd98f00b204e9800998ecf8427e"},
-        {"a", "0cc175b9c0f1b6a831c399e269772661"},
-        {"abc", "900150983cd24fb0d6963f7d28e17f72"},
-        {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
-        {"abcdefghijklmnopqrstuvwxyz", "c3fcd3d76192e4007dfb496cca67e13b"},
-        {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789",
-         "d174ab98d277d9f5a5611c2c9f419d9f"},
-        {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
-         "57edf4a22be3c955ac49da2e2107b67a"},
-    };
-    for (const auto & row : rows)
-        EXPECT_EQ(md5({row.text}), row.digest) << row.text;
-}
-
-TEST(Md5, PaddingIsRightAtEveryLengthAroundABlock)
-{
-    for (size_t len = 0; len <= 260; ++len)
-        EXPECT_EQ(md5({text_of(len)}), mailserver::apop_digest(text_of(len), "")) << len;
-}
-
-TEST(Md5, ABlockTornAnywhereGivesTheSameDigest)
-{
-    const std::string text = text_of(200);
-    const std::string whole = mailserver::apop_digest(text, "");
-    for (size_t first = 0; first <= text.size(); ++first) {
-        EXPECT_EQ(md5({text.substr(0, first), "", text.substr(first)}), whole) << first;
-        const size_t second = std::min(text.size(), first + 64);
-        EXPECT_EQ(md5({text.substr(0, first), text.substr(first, second - first), text.substr(second)}),
-                  whole)
-            << first;
+    for (size_t len = 0; len <= 260; ++len) {
+        const std::string text = text_of(len);
+        const std::string expected = mailserver::apop_digest(text, "");
+        const size_t tear = len * 71 % 260 % (len + 1);
+        const size_t second = std::min(len, tear + MD5_BLOCK_SIZE);
+        EXPECT_EQ(md5({text}), expected) << len;
+        EXPECT_EQ(md5({text.substr(0, tear), "", text.substr(tear, second - tear), text.substr(second)}),
+                  expected)
+            << len << " torn at " << tear;
     }
 }
 
@@ -91,18 +62,6 @@ TEST(Md5, LengthCarriesIntoTheSecondWord)
     MD5Update(&context, reinterpret_cast<const unsigned char *>(block.data()), MD5_BLOCK_SIZE + 1);
     EXPECT_EQ(context.count[0], 8u);
     EXPECT_EQ(context.count[1], 1u);
-}
-
-TEST(Md5, NothingOfThePasswordStaysInTheContext)
-{
-    MD5_CTX context;
-    MD5Init(&context);
-    const std::string password = text_of(40);
-    MD5Update(&context, reinterpret_cast<const unsigned char *>(password.data()), 40);
-    unsigned char digest[MD5_DIGEST_SIZE];
-    MD5Final(digest, &context);
-    const auto * bytes = reinterpret_cast<const unsigned char *>(&context);
-    EXPECT_TRUE(std::all_of(bytes, bytes + sizeof(context), [](unsigned char byte) { return byte == 0; }));
 }
 
 } // namespace

@@ -1,34 +1,32 @@
 // The built library as a guest in a host's process: what it leaves alone, what it gives back, and what forks,
 // threads and unloading do to it.
 #include <dirent.h>
-#include <dlfcn.h>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <malloc.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <clocale>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <semaphore>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "mailserver/server.h"
-#include "support/host_profile.h"
+#include "support/loaded_library.h"
+#include "support/mail_stage.h"
 
 namespace {
 
 using namespace mailserver;
 using support::CallbackRecorder;
 using support::HostProfile;
+using support::LoadedLibrary;
+using support::PATIENCE;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool SANITIZED = true; // memory isn't the C library's then, and stays behind what is unloaded
@@ -36,83 +34,20 @@ constexpr bool SANITIZED = true; // memory isn't the C library's then, and stays
 constexpr bool SANITIZED = false;
 #endif
 
-constexpr std::chrono::seconds PATIENCE{10};
 constexpr std::chrono::milliseconds QUIET_AFTER_REPORT{700}; // far longer than a fork takes
-
-// The library as dlopen gives it; the archive of the same objects that this program holds isn't used here.
-class Library {
-public:
-    Library()
-    {
-        _handle = dlopen(ORV_BUILD_DIR "/lib64/liborvsmtp16_r.so", RTLD_NOW | RTLD_LOCAL);
-        EXPECT_NE(_handle, nullptr) << dlerror();
-        find("MsgInitLinkV3", init);
-        find("MsgFiniLink", fini);
-        find("MsgSendV3", send);
-        find("MsgReceive", receive);
-        find("MsgContent", content);
-        find("MsgDelete", remove);
-    }
-    ~Library() { dlclose(_handle); }
-    Library(const Library &) = delete;
-    Library & operator=(const Library &) = delete;
-
-    decltype(&MsgInitLinkV3) init = nullptr;
-    decltype(&MsgFiniLink) fini = nullptr;
-    decltype(&MsgSendV3) send = nullptr;
-    decltype(&MsgReceive) receive = nullptr;
-    decltype(&MsgContent) content = nullptr;
-    decltype(&MsgDelete) remove = nullptr;
-
-private:
-    template<class Function> void find(const char * name, Function & function)
-    {
-        function = reinterpret_cast<Function>(dlsym(_handle, name));
-        EXPECT_NE(function, nullptr) << name;
-    }
-    void * _handle;
-};
 
 short ignore_report(const char *)
 {
     return 0;
 }
 
-class Process : public testing::Test {
+// The archive of the library's objects that this program holds isn't used here.
+class Process : public testing::Test, public support::MailStage {
 protected:
-    Process()
-    {
-        server.start();
-        store->put("bob", "Subject: -Orv-Relays-\r\nMessage-ID: <1@h>\r\n\r\nkept\r\n\r\n", "one");
-    }
-
-    static Config config()
-    {
-        Config config;
-        config.users = {{"bob", "secret"}, {"ann", "secret"}};
-        return config;
-    }
-
-    [[nodiscard]] std::unique_ptr<HostProfile> profile_of(const std::string & user) const
-    {
-        auto profile = std::make_unique<HostProfile>();
-        for (const auto & [name, value] : std::initializer_list<std::pair<const char *, std::string>>{
-                 {"smtp_host", "127.0.0.1"},
-                 {"pop3_host", "127.0.0.1"},
-                 {"smtp_port", std::to_string(server.smtp_port())},
-                 {"pop3_port", std::to_string(server.pop3_port())},
-                 {"pop3_userid", user},
-                 {"pop3_password", "secret"},
-                 {"local_host", "localhost"},
-                 {"suppress_dialogs", "yes"},
-             }) {
-            profile->set(name, value);
-        }
-        return profile;
-    }
+    Process() { put("<1@h>", "kept\r\n"); }
 
     // Makes a link, reads the message of "bob" and ends it; false when anything fails.
-    static bool read_once(const Library & library, HostProfile & profile)
+    static bool read_once(const LoadedLibrary & library, HostProfile & profile)
     {
         HLINK link = library.init("bob@here", ignore_report, profile.access(), nullptr);
         if (link == nullptr) {
@@ -137,14 +72,10 @@ protected:
             alarm(30);
             _exit(work() ? 0 : 1);
         }
-        int status = 0;
+        int status = -1;
         ASSERT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
-        EXPECT_EQ(WEXITSTATUS(status), 0);
+        EXPECT_EQ(status, 0) << "signal " << WTERMSIG(status);
     }
-
-    std::shared_ptr<MemoryStore> store = std::make_shared<MemoryStore>();
-    Server server{config(), store};
 };
 
 std::vector<int> open_descriptors()
@@ -164,7 +95,7 @@ std::vector<int> open_descriptors()
 // --- Several links
 
 // Sends to a neighbour and takes what comes from it until all has come.
-void exchange(const Library & library, HostProfile & profile, const std::string & user,
+void exchange(const LoadedLibrary & library, HostProfile & profile, const std::string & user,
               const std::string & neighbour, int count)
 {
     const CallbackRecorder recorder;
@@ -172,9 +103,9 @@ void exchange(const Library & library, HostProfile & profile, const std::string 
         library.init((user + "@here").c_str(), CallbackRecorder::callback(), profile.access(), nullptr);
     ASSERT_NE(link, nullptr) << recorder.text();
     for (int i = 0; i < count; ++i) {
-        const std::string text = user + " " + std::to_string(i);
-        EXPECT_EQ(library.send(link, nullptr, (neighbour + "@there").c_str(), text.data(),
-                               static_cast<uint32>(text.size()), static_cast<uint32>(i), 0),
+        const auto len = static_cast<uint32>(user.size());
+        EXPECT_EQ(library.send(link, nullptr, (neighbour + "@there").c_str(), user.data(), len,
+                               static_cast<uint32>(i), 0),
                   MSG_SUCCESS);
     }
     int received = 0;
@@ -187,7 +118,7 @@ void exchange(const Library & library, HostProfile & profile, const std::string 
         char * txt = nullptr;
         uint32 len = 0;
         EXPECT_EQ(library.content(link, msg, &txt, &len), MSG_SUCCESS);
-        EXPECT_EQ(std::string(txt, len).substr(0, 2 + neighbour.size() + 1), "\r\n" + neighbour + " ");
+        EXPECT_EQ(std::string(txt, len), "\r\n" + neighbour + "\r\n");
         EXPECT_EQ(library.remove(link, msg), MSG_SUCCESS);
         ++received;
     }
@@ -198,17 +129,15 @@ void exchange(const Library & library, HostProfile & profile, const std::string 
 
 TEST_F(Process, LinksOnTwoThreadsDoNotMeet)
 {
-    const Library library;
-    const auto bob = profile_of("bob");
-    const auto ann = profile_of("ann");
-    ASSERT_TRUE(read_once(library, *bob)); // the first link loads the language texts, before a second thread
-    {
-        auto mailbox = store->open("bob", PATIENCE);
-        ASSERT_NE(mailbox, nullptr);
-        mailbox->remove({true});
-    }
-    std::thread other([&] { exchange(library, *ann, "ann", "bob", 5); });
-    exchange(library, *bob, "bob", "ann", 5);
+    const LoadedLibrary library;
+    HostProfile profile_of_ann;
+    profile_of_ann.point_at(server.smtp_port(), server.pop3_port());
+    profile_of_ann.set("pop3_userid", "ann");
+    ASSERT_TRUE(
+        read_once(library, profile)); // the first link loads the language texts, before a second thread
+    store->open("bob", PATIENCE)->remove({true});
+    std::thread other([&] { exchange(library, profile_of_ann, "ann", "bob", 5); });
+    exchange(library, profile, "bob", "ann", 5);
     other.join();
     ASSERT_TRUE(server.wait_idle(PATIENCE));
     EXPECT_TRUE(store->mails("bob").empty());
@@ -220,8 +149,7 @@ TEST_F(Process, LinksOneAfterTheOtherGiveEverythingBack)
     if (SANITIZED) {
         GTEST_SKIP() << "the sanitizer looks for leaks by itself";
     }
-    const Library library;
-    const auto profile = profile_of("bob");
+    const LoadedLibrary library;
     // The server's own memory stays in this process.
     expect_in_child([&] {
         size_t memory = 0;
@@ -231,10 +159,10 @@ TEST_F(Process, LinksOneAfterTheOtherGiveEverythingBack)
                 memory = mallinfo2().uordblks;
                 descriptors = open_descriptors().size();
             }
-            if (!read_once(library, *profile)) {
+            if (!read_once(library, profile)) {
                 return false;
             }
-            profile->clear_accesses();
+            profile.clear_accesses();
         }
         return mallinfo2().uordblks <= memory && open_descriptors().size() == descriptors;
     });
@@ -254,48 +182,46 @@ short linger_in_report(const char *)
 
 TEST_F(Process, ChildOfAForkCanMakeItsOwnLink)
 {
-    const Library library;
-    const auto good = profile_of("bob");
-    const auto bad = profile_of("bob");
-    bad->set("pop3_password", "wrong");
-    bad->set("receive_only", "yes");
-    const auto bad_of_child = profile_of("bob"); // no other thread holds its lock when the fork comes
-    bad_of_child->set("pop3_password", "wrong");
-    bad_of_child->set("receive_only", "yes");
-    // Locks of the C library, such as that of getprotobyname, are free in a child only if no thread holds them
-    // at the fork. So no session of the server is at work then, and the one of the report waits for a reply.
-    ASSERT_TRUE(read_once(library, *good));
+    const LoadedLibrary library;
+    HostProfile wrong;
+    wrong.point_at(server.smtp_port(), server.pop3_port());
+    wrong.set("pop3_password", "wrong");
+    wrong.set("receive_only", "yes");
+    // Locks of the C library, such as that of getprotobyname, are free in a child only if no thread holds
+    // them at the fork. So no session of the server is at work then, and the one of the report waits for a
+    // reply.
+    ASSERT_TRUE(read_once(library, profile));
     ASSERT_TRUE(server.wait_idle(PATIENCE));
-    expect_in_child([&] { return read_once(library, *good); });
+    expect_in_child([&] { return read_once(library, profile); });
 
     // Now while another thread reports a refused login, which holds the lock: the child must not inherit it.
     ASSERT_TRUE(server.wait_idle(PATIENCE));
     server.set_faults(
-        {.commands = {{.protocol = Protocol::Pop3, .verb = "QUIT", .times = 1, .delay = QUIET_AFTER_REPORT}}});
+        {.commands = {
+             {.protocol = Protocol::Pop3, .verb = "QUIT", .times = 1, .delay = QUIET_AFTER_REPORT}}});
     std::counting_semaphore<> reached(0);
     in_report = &reached;
     std::thread reporting(
-        [&] { EXPECT_EQ(library.init("bob@here", linger_in_report, bad->access(), nullptr), nullptr); });
+        [&] { EXPECT_EQ(library.init("bob@here", linger_in_report, wrong.access(), nullptr), nullptr); });
     reached.acquire();
     expect_in_child([&] {
-        return read_once(library, *good) &&
-               library.init("bob@here", ignore_report, bad_of_child->access(), nullptr) == nullptr;
+        return read_once(library, profile) &&
+               library.init("bob@here", ignore_report, wrong.access(), nullptr) == nullptr;
     });
     reporting.join();
-    EXPECT_TRUE(read_once(library, *good)) << "the parent goes on as before";
+    EXPECT_TRUE(read_once(library, profile)) << "the parent goes on as before";
 }
 
 TEST_F(Process, UnloadedLibraryLeavesNothingThatAForkOrALoadMeets)
 {
-    const auto profile = profile_of("bob");
     const size_t before = open_descriptors().size();
     for (int cycle = 0; cycle < 20; ++cycle) {
         {
-            const Library library;
-            ASSERT_TRUE(read_once(library, *profile));
+            const LoadedLibrary library;
+            ASSERT_TRUE(read_once(library, profile));
         }
         if (!SANITIZED) {
-            ASSERT_EQ(dlopen(ORV_BUILD_DIR "/lib64/liborvsmtp16_r.so", RTLD_NOW | RTLD_NOLOAD), nullptr)
+            ASSERT_EQ(dlopen(LoadedLibrary::path(), RTLD_NOW | RTLD_NOLOAD), nullptr)
                 << "still loaded, so this shows nothing";
         }
         expect_in_child([] { return true; });
@@ -306,44 +232,43 @@ TEST_F(Process, UnloadedLibraryLeavesNothingThatAForkOrALoadMeets)
 
 // --- The host's own
 
+std::vector<std::string> environment()
+{
+    std::vector<std::string> all;
+    for (char ** variable = environ; *variable != nullptr; ++variable) {
+        all.emplace_back(*variable);
+    }
+    return all;
+}
+
 TEST_F(Process, HostsRandomNumbersLocaleAndEnvironmentAreLeftAlone)
 {
-    const Library library;
-    const auto profile = profile_of("bob");
+    const LoadedLibrary library;
     ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
     const std::string locale = std::setlocale(LC_ALL, nullptr);
     const locale_t thread_locale = uselocale(nullptr);
-    std::vector<std::string> environment;
-    for (char ** variable = environ; *variable != nullptr; ++variable) {
-        environment.emplace_back(*variable);
-    }
+    const std::vector<std::string> variables = environment();
     std::srand(4711);
     const int first = std::rand();
     const int second = std::rand();
     std::srand(4711);
     EXPECT_EQ(std::rand(), first);
 
-    EXPECT_TRUE(read_once(library, *profile));
+    EXPECT_TRUE(read_once(library, profile));
 
     EXPECT_EQ(std::rand(), second);
     EXPECT_EQ(std::setlocale(LC_ALL, nullptr), locale);
     EXPECT_EQ(uselocale(nullptr), thread_locale);
-    size_t i = 0;
-    for (char ** variable = environ; *variable != nullptr; ++variable, ++i) {
-        ASSERT_LT(i, environment.size());
-        EXPECT_EQ(*variable, environment[i]);
-    }
-    EXPECT_EQ(i, environment.size());
+    EXPECT_EQ(environment(), variables);
     std::setlocale(LC_ALL, "C");
 }
 
 TEST_F(Process, ServerThatHangsUpRaisesNoSignalAndChangesNoMask)
 {
-    const Library library;
-    const auto profile = profile_of("bob");
-    profile->set("send_only", "yes");
+    const LoadedLibrary library;
+    profile.set("send_only", "yes");
     ASSERT_NE(std::signal(SIGPIPE, SIG_DFL), SIG_ERR); // a signal would end this program
-    HLINK link = library.init("bob@here", ignore_report, profile->access(), nullptr);
+    HLINK link = library.init("bob@here", ignore_report, profile.access(), nullptr);
     ASSERT_NE(link, nullptr);
     sigset_t before{}; // the system fills in its own part only
     sigset_t after{};
@@ -362,19 +287,16 @@ uint16_t peer_port(int handle)
 {
     sockaddr_in peer{};
     socklen_t len = sizeof(peer);
-    if (getpeername(handle, reinterpret_cast<sockaddr *>(&peer), &len) != 0 || peer.sin_family != AF_INET) {
-        return 0;
-    }
-    return ntohs(peer.sin_port);
+    const bool connected = getpeername(handle, reinterpret_cast<sockaddr *>(&peer), &len) == 0;
+    return connected && peer.sin_family == AF_INET ? ntohs(peer.sin_port) : 0;
 }
 
 TEST_F(Process, ConnectionsDoNotReachProgramsThatTheHostStarts)
 {
-    const Library library;
-    for (const char * only : {"send_only", "receive_only"}) {
-        const auto profile = profile_of("bob");
-        profile->set(only, "yes");
-        HLINK link = library.init("bob@here", ignore_report, profile->access(), nullptr);
+    const LoadedLibrary library;
+    for (const char * only : {"receive_only", "send_only"}) { // the second one wins
+        profile.set(only, "yes");
+        HLINK link = library.init("bob@here", ignore_report, profile.access(), nullptr);
         ASSERT_NE(link, nullptr);
         int connections = 0;
         for (const int handle : open_descriptors()) {

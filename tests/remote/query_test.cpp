@@ -17,7 +17,8 @@ using Kind = ProfileAccess::Kind;
 std::string text_of(uint32 id)
 {
     char text[SETTING_TEXT_SIZE] = "";
-    (void)OSLangString.GetString(id, text, sizeof(text));
+    if (id != 0)
+        (void)OSLangString.GetString(id, text, sizeof(text));
     return text;
 }
 
@@ -30,21 +31,19 @@ TEST(Settings, EveryColumnStandsInTheRowOfItsSetting)
 {
     const struct {
         const char * name;
-        uint32 short_text;
-        uint32 long_text;
+        uint32 texts[2];
         a_bool display;
         value_types values;
     } rows[] = {
-        {"TOP_supported", 6779, 6780, 0, 0}, {"retries", 6781, 6782, 0, 1},
-        {"smtp_host", 6767, 6768, 1, 3},     {"smtp_port", 26755, 26756, 1, 3},
-        {"pop3_host", 6771, 6772, 1, 3},     {"pop3_port", 26757, 26758, 1, 3},
-        {"pop3_userid", 6773, 6774, 1, 3},   {"pop3_password", 6775, 6776, 1, 0},
-        {"local_host", 6769, 6770, 0, 0},    {"debug", 6777, 6778, 1, 0},
-        {"suppress_dialogs", 0, 0, 0, 0},    {"save_remote_passwords", 0, 0, 0, 0},
+        {"TOP_supported", {6779, 6780}, 0, 0}, {"retries", {6781, 6782}, 0, 1},
+        {"smtp_host", {6767, 6768}, 1, 3},     {"smtp_port", {26755, 26756}, 1, 3},
+        {"pop3_host", {6771, 6772}, 1, 3},     {"pop3_port", {26757, 26758}, 1, 3},
+        {"pop3_userid", {6773, 6774}, 1, 3},   {"pop3_password", {6775, 6776}, 1, 0},
+        {"local_host", {6769, 6770}, 0, 0},    {"debug", {6777, 6778}, 1, 0},
+        {"suppress_dialogs", {0, 0}, 0, 0},    {"save_remote_passwords", {0, 0}, 0, 0},
     };
     std::vector<char> buf(MSG_SETTINGS_BUFFER_SIZE, 'x');
     a_settings settings;
-    std::memset(&settings, 0xa5, sizeof(settings));
     ASSERT_EQ(MsgSupportedSettings(&settings, buf.data()), &settings);
     EXPECT_EQ(settings.count, 5);
     const char * end = buf.data();
@@ -53,13 +52,12 @@ TEST(Settings, EveryColumnStandsInTheRowOfItsSetting)
         EXPECT_STREQ(settings.settings[row], expected.name);
         EXPECT_EQ(settings.display[row], expected.display) << expected.name;
         EXPECT_EQ(settings.values[row], expected.values) << expected.name;
-        // The texts lie back to back.
-        EXPECT_EQ(settings.IDS_short[row], end) << expected.name;
-        EXPECT_EQ(settings.IDS_short[row], expected.short_text == 0 ? "" : text_of(expected.short_text));
-        end += std::strlen(end) + 1;
-        EXPECT_EQ(settings.IDS_long[row], end) << expected.name;
-        EXPECT_EQ(settings.IDS_long[row], expected.long_text == 0 ? "" : text_of(expected.long_text));
-        end += std::strlen(end) + 1;
+        for (const bool is_long : {false, true}) {
+            const char * text = (is_long ? settings.IDS_long : settings.IDS_short)[row];
+            EXPECT_EQ(text, end) << expected.name << ": the texts lie back to back";
+            EXPECT_EQ(text, text_of(expected.texts[is_long])) << expected.name;
+            end += std::strlen(end) + 1;
+        }
         ++row;
     }
     EXPECT_EQ(settings.settings[row], nullptr);
@@ -76,40 +74,26 @@ TEST(Settings, VerificationFollowsItsTableWhateverTheCase)
         uint32 text; // 0: nothing is written
     } rows[] = {
         {"debug", "yes", 0, 0},
-        {"DEBUG", "YES", 0, 0},
-        {"debug", "n", 0, 0},
         {"debug", "oFF", 0, 0},
         {"debug", "true", 1, 6795},
-        {"debug", "", 1, 6795},
         {"debug", "yes ", 1, 6795},
         {"top_SUPPORTED", "o", 1, 6795},
-        {"TOP_supported", "y", 0, 0},
-        {"retries", "0", 0, 0},
         {"retries", "letters", 0, 0},
-        {"retries", "", 0, 0},
-        {"retries", "-1", 2, 6796},
         {"retries", "  -7 apples", 2, 6796},
-        {"retries", "2147483647", 0, 0},
         {"retries", "2147483648", 2, 6796}, // negative in 32 bits
         {"retries", "4294967296", 0, 0},    // 0 in 32 bits
-        {"smtp_host", "mail.a.example", 0, 0},
         {"smtp_host", "", 0, 0},
         {"smtp_host", "a b", 2, 6798},
         {"smtp_host", "a\tb", 0, 0},
         {"pop3_host", " ", 2, 6798},
         {"local_host", "x ", 2, 6798},
         {"Address", "bob@a.example", 0, 0},
-        {"address", "@", 0, 0},
         {"address", "bob", 2, 6797},
         {"address", "bob @a", 2, 6797},
-        {"address", "", 2, 6797},
         {"pop3_userid", "any thing", 0, 0},
         {"pop3_password", "", 0, 0},
         {"smtp_port", "25", 1, 6799},
-        {"pop3_port", "110", 1, 6799},
         {"suppress_dialogs", "yes", 1, 6799},
-        {"save_remote_passwords", "yes", 1, 6799},
-        {"debugs", "yes", 1, 6799},
         {"", "", 1, 6799},
     };
     for (const auto & row : rows) {
@@ -126,21 +110,13 @@ TEST(Settings, VerificationFollowsItsTableWhateverTheCase)
 
 TEST(Settings, TableIsSearchedFromItsFirstRowToItsEndRow)
 {
-    EXPECT_STREQ(MsgQueryValue(plain("Accepts Binary")), "No");
     EXPECT_STREQ(MsgQueryValue(plain("aCCEPTS bINARY")), "No");
-    for (const char * index : {"", "Accepts", "Accepts Binary ", "No"})
+    for (const char * index : {"", "Accepts", "Accepts Binary "})
         EXPECT_EQ(MsgQueryValue(plain(index)), nullptr) << index;
     const table_lookup table[] = {{"a", "1"}, {"A", "2"}, {nullptr, "end"}, {"b", "3"}};
     EXPECT_STREQ(GetValueFromTable("A", table), "1");
     EXPECT_EQ(GetValueFromTable("b", table), nullptr);
-}
-
-TEST(Settings, BrowsingIsRefusedAndTouchesNothing)
-{
-    char address[] = "before";
-    EXPECT_EQ(MsgBrowseForAddress(nullptr, 0, nullptr, nullptr, address, sizeof(address), 0),
-              MSG_NOT_SUPPORTED);
-    EXPECT_STREQ(address, "before");
+    EXPECT_EQ(MsgBrowseForAddress(nullptr, 0, nullptr, nullptr, nullptr, 0, 0), MSG_NOT_SUPPORTED);
 }
 
 TEST(ProfileValues, BooleanWordsAreRecognisedWholeAndOthersGiveTheDefault)
@@ -149,9 +125,8 @@ TEST(ProfileValues, BooleanWordsAreRecognisedWholeAndOthersGiveTheDefault)
         const char * value;
         tri_bool known; // NOT_SET: the default
     } rows[] = {
-        {"yes", ON},    {"Y", ON},         {"oN", ON},     {"no", OFF},
-        {"N", OFF},     {"OFF", OFF},      {"", NOT_SET},  {"true", NOT_SET},
-        {"1", NOT_SET}, {"yes ", NOT_SET}, {"o", NOT_SET}, {"yess", NOT_SET},
+        {"yes", ON},   {"Y", ON},         {"oN", ON},     {"no", OFF},    {"N", OFF},        {"OFF", OFF},
+        {"", NOT_SET}, {"true", NOT_SET}, {"1", NOT_SET}, {"o", NOT_SET}, {"yess", NOT_SET},
     };
     for (const auto & row : rows) {
         for (const tri_bool otherwise : {ON, OFF, NOT_SET}) {
@@ -171,12 +146,9 @@ TEST(ProfileValues, OnlyANewValueIsWrittenAndToTheRightPlace)
         const char * value;
         bool written;
     } rows[] = {
-        {"", "", false},
-        {"", "a", true},
         {"a", "", true},
         {"Secret", "sECRET", false},
         {"Secret", "secret1", true},
-        {"abc", "abd", true},
     };
     for (const auto & row : rows) {
         for (const a_bool use_volatile : {FALSE, TRUE}) {
@@ -199,11 +171,8 @@ TEST(ProfileValues, SerialIsTheStoredOneAndTheNextIsStoredAtOnce)
         const char * next;
     } rows[] = {
         {"", 0, "1"},
-        {"0", 0, "1"},
         {"41", 41, "42"},
         {"  7x", 7, "8"},
-        {"letters", 0, "1"},
-        {"-1", 0, "1"},
         {"-2147483648", 0, "1"},
         {"2147483647", 2147483647, "-2147483648"},
         {"4294967301", 5, "6"}, // 5 in 32 bits
@@ -214,10 +183,6 @@ TEST(ProfileValues, SerialIsTheStoredOneAndTheNextIsStoredAtOnce)
         EXPECT_EQ(profile.accesses(), (std::vector<ProfileAccess>{{Kind::Read, "oob_serial", row.stored, 30},
                                                                   {Kind::Write, "oob_serial", row.next, 0}}));
     }
-    HostProfile profile{{"oob_serial", "2147483647"}};
-    (void)getNextOOBSerial(profile.access());
-    EXPECT_EQ(getNextOOBSerial(profile.access()), 0u);
-    EXPECT_EQ(profile.get("oob_serial"), "1");
 }
 
 } // namespace

@@ -3,15 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <netinet/in.h>
 #include <string>
-#include <sys/socket.h>
-#include <unistd.h>
 #include <vector>
 
 #include "orvlink.h"
 #include "remote/fake_sock.h"
-#include "remote/orvsmtp_send.h"
 #include "remote/unixdll.h"
 #include "support/link_fixture.h"
 
@@ -78,13 +74,6 @@ TEST(SessionModes, LinkHoldsTheSessionsThatItsSettingsAskFor)
          false},
         {{"sending", {{"send_only", "On"}}, {smtp_session}}, true, false},
         {{"receiving", {{"receive_only", "Y"}}, {pop_session}}, false, true},
-        {{"bytes that come one by one",
-          {{"receive_only", "y"}},
-          {{Port::Pop3,
-            {in_pieces(say("+OK ready")), hear("USER bob"), in_pieces(say("+OK")), hear("PASS secret"),
-             in_pieces(say("+OK")), hear("QUIT"), in_pieces(say("+OK"))}}}},
-         false,
-         true},
         {{"a second attempt that works",
           {{"send_only", "y"}},
           {{Port::Smtp, rows_of{say("421 busy")} + smtp_quit()}, smtp_session}},
@@ -139,7 +128,7 @@ TEST(SessionModes, NoLinkIsMadeWithoutItsSessionsAndNothingIsAskedMoreThanFiveTi
          times(5, Connection{Port::Smtp, {say_bytes("220 rea"), hang_up()}})},
         {"an overlong greeting is out of step, and no QUIT is said",
          {{"send_only", "y"}},
-         times(5, Connection{Port::Smtp, {say("220 " + std::string(507, 'x')), hear_end()}}),
+         times(5, Connection{Port::Smtp, {say("220 " + std::string(507, 'x'))}}),
          times(5, std::string("Line is too long, buffer overflow"))},
         {"no SMTP host", {{"smtp_host", ""}}, {}},
         {"no POP3 host", {{"pop3_host", ""}}, {smtp_proof}},
@@ -155,37 +144,15 @@ TEST(SessionModes, NoLinkIsMadeWithoutItsSessionsAndNothingIsAskedMoreThanFiveTi
     }
 }
 
-// A port of this machine that nobody listens on, as long as the object holds it.
-class ClosedPort {
-public:
-    ClosedPort() : _handle(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
-    {
-        sockaddr_in name{};
-        name.sin_family = AF_INET;
-        name.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof(name);
-        auto * address = reinterpret_cast<sockaddr *>(&name);
-        EXPECT_EQ(::bind(_handle, address, size), 0);
-        EXPECT_EQ(::getsockname(_handle, address, &size), 0);
-        number = std::to_string(ntohs(name.sin_port));
-    }
-    ~ClosedPort() { ::close(_handle); }
-    ClosedPort(const ClosedPort &) = delete;
-    ClosedPort & operator=(const ClosedPort &) = delete;
-    std::string number;
-
-private:
-    int _handle;
-};
-
 TEST(SessionModes, ServerThatCannotBeReachedIsReportedByEachAttempt)
 {
     for (const char * mode : {"send_only", "receive_only"}) {
-        const ClosedPort closed;
+        ScriptedServer gone;
+        ASSERT_TRUE(gone.verdict());
         LinkStage stage;
         stage.profile.set(mode, "yes");
-        stage.profile.set("smtp_port", closed.number);
-        stage.profile.set("pop3_port", closed.number);
+        stage.profile.set("smtp_port", std::to_string(gone.port(Port::Smtp)));
+        stage.profile.set("pop3_port", std::to_string(gone.port(Port::Smtp)));
         EXPECT_FALSE(stage.make_link());
         EXPECT_EQ(stage.take_lines(), times(5, std::string("Error: Connection refused."))) << mode;
         stage.profile.set("smtp_host", "1.2.3.4.5");
@@ -232,46 +199,50 @@ TEST(SessionModes, ServerBehindAnUnknownNameIsReportedAndTheLocalHostIsNeeded)
     EXPECT_EQ(fake.take_log().front(), "gethostname 256");
 }
 
+// The accesses of a profile in their order, with the sizes of the reader's buffers.
+lines keys_of(const HostProfile & profile)
+{
+    lines keys;
+    for (const ProfileAccess & access : profile.accesses())
+        keys.push_back(access.name + " " + std::to_string(access.size));
+    return keys;
+}
+
+const lines link_keys = {"Debug 20",
+                         "TOP_supported 20",
+                         "APOP_supported 20",
+                         "smtp_authenticate 20",
+                         "smtp_authenticate_mechanism 50",
+                         "smtp_userid 64",
+                         "smtp_password 64"};
+const lines session_keys = {"local_host 256", "smtp_host 256",  "smtp_port 10",    "pop3_host 256",
+                            "pop3_port 10",   "pop3_userid 64", "pop3_password 64"};
+
 TEST(SessionProfile, IsReadInOrderAndNotWritten)
 {
-    const lines link_keys = {
-        "Debug",       "TOP_supported", "APOP_supported", "smtp_authenticate", "smtp_authenticate_mechanism",
-        "smtp_userid", "smtp_password"};
-    const lines session_keys = {"local_host", "smtp_host",   "smtp_port",    "pop3_host",
-                                "pop3_port",  "pop3_userid", "pop3_password"};
-    const std::map<std::string, unsigned> sizes = {{"smtp_authenticate_mechanism", 50},
-                                                   {"smtp_userid", 64},
-                                                   {"smtp_password", 64},
-                                                   {"local_host", 256},
-                                                   {"smtp_host", 256},
-                                                   {"smtp_port", 10},
-                                                   {"pop3_host", 256},
-                                                   {"pop3_port", 10},
-                                                   {"pop3_userid", 64},
-                                                   {"pop3_password", 64}};
     const struct {
         Case row;
         std::vector<lines> keys;
     } rows[] = {
         {{"both", {}, {smtp_proof, pop_session}},
-         {link_keys, {"send_only", "receive_only"}, session_keys, session_keys, {"suppress_dialogs"}}},
-        {{"sending", {{"send_only", "y"}}, {smtp_session}}, {link_keys, {"send_only"}, session_keys}},
+         {link_keys,
+          {"send_only 20", "receive_only 20"},
+          session_keys,
+          session_keys,
+          {"suppress_dialogs 20"}}},
+        {{"sending", {{"send_only", "y"}}, {smtp_session}}, {link_keys, {"send_only 20"}, session_keys}},
         {{"no session", {{"receive_only", "y"}, {"pop3_password", ""}}, {}},
-         {link_keys, {"send_only", "receive_only"}, session_keys, {"suppress_dialogs"}}},
+         {link_keys, {"send_only 20", "receive_only 20"}, session_keys, {"suppress_dialogs 20"}}},
     };
     for (const auto & [row, keys] : rows) {
         LinkStage stage;
         prepare(stage, row);
         (void)stage.make_link();
-        accesses expected;
-        for (const lines & part : keys) {
-            for (const std::string & key : part) {
-                const auto size = sizes.find(key);
-                expected.push_back(
-                    {Kind::Read, key, stage.profile.get(key), size == sizes.end() ? 20 : size->second});
-            }
-        }
-        EXPECT_EQ(stage.profile.accesses(), expected) << row.what;
+        lines expected;
+        for (const lines & part : keys)
+            expected.insert(expected.end(), part.begin(), part.end());
+        EXPECT_EQ(keys_of(stage.profile), expected) << row.what;
+        EXPECT_EQ(stage.profile.writes(), accesses()) << row.what;
     }
 }
 
@@ -323,44 +294,38 @@ TEST(SessionProfile, EmptyPortLeavesTheOneAtHandAndTypedValuesAreNotReadOver)
         lines keys;
     } rows[] = {
         {&a_smtp_link_info::smtp_from_dialog,
-         {"local_host", "pop3_host", "pop3_port", "pop3_userid", "pop3_password"}},
-        {&a_smtp_link_info::pop_from_dialog, {"local_host", "smtp_host", "smtp_port", "pop3_password"}},
-        {&a_smtp_link_info::passwd_from_dialog,
-         {"local_host", "smtp_host", "smtp_port", "pop3_host", "pop3_port", "pop3_userid"}},
+         {"local_host 256", "pop3_host 256", "pop3_port 10", "pop3_userid 64", "pop3_password 64"}},
+        {&a_smtp_link_info::pop_from_dialog,
+         {"local_host 256", "smtp_host 256", "smtp_port 10", "pop3_password 64"}},
+        {&a_smtp_link_info::passwd_from_dialog, lines(session_keys.begin(), session_keys.end() - 1)},
     };
     for (const auto & row : rows) {
         link.get()->*row.flag = TRUE;
         profile.clear_accesses();
         const SMTP_POPSessionOpen session(link.get(), MODE_SMTP);
-        lines keys;
-        for (const ProfileAccess & access : profile.accesses())
-            keys.push_back(access.name);
-        EXPECT_EQ(keys, row.keys);
+        EXPECT_EQ(keys_of(profile), row.keys);
         link.get()->*row.flag = FALSE;
     }
 }
 
 // --- Saving what was typed
 
-// The text of a number that begins with `digits`, fits its field and leads to `port` in its low 16 bits.
-std::string port_that_begins_with(const std::string & digits, uint16 port)
-{
-    unsigned long number = std::stoul(digits + std::string(9 - digits.size(), '0'));
-    number += (port - number) & 0xFFFF;
-    return std::to_string(number);
-}
+const rows_of typed_login = {say("+OK"), hear("USER bob"), say("+OK"), hear("PASS typed"), say("+OK")};
 
+// A link that has logged in to the mailbox, and as if the user had then typed the password "typed" and all
+// other values anew.
 class SessionSaving : public LinkFixture {
 protected:
-    // A link of this mode, and as if the user had then typed all values anew.
-    void make_link_and_type(const char * mode)
+    void SetUp() override
     {
-        profile.set(mode, "yes");
-        const bool smtp = std::strcmp(mode, "send_only") == 0;
-        server.expect(smtp ? Port::Smtp : Port::Pop3, smtp ? smtp_session.rows : pop_session.rows);
+        profile.set("receive_only", "yes");
+        server.expect(Port::Pop3, pop_session.rows);
         ASSERT_TRUE(make_link());
-        type(link->parms.smtp_port, std::to_string(server.port(Port::Smtp)));
-        type(link->parms.pop3_port, std::to_string(server.port(Port::Pop3)));
+        type_all();
+    }
+    void type_all()
+    {
+        type(link->parms.pop3_passwd, "typed");
         link->smtp_from_dialog = link->pop_from_dialog = link->passwd_from_dialog = TRUE;
         profile.clear_accesses();
     }
@@ -368,6 +333,13 @@ protected:
     {
         ASSERT_LT(value.size(), size);
         std::memcpy(field, value.c_str(), value.size() + 1);
+    }
+    MSGRET log_in(smtp_pop_mode mode, const rows_of & login = typed_login + pop_quit())
+    {
+        server.expect(mode == MODE_SMTP ? Port::Smtp : Port::Pop3,
+                      mode == MODE_SMTP ? smtp_session.rows : login);
+        profile.clear_accesses();
+        return Connect(link, mode);
     }
     // Which flags are up: s, p, w.
     std::string flags() const
@@ -379,119 +351,89 @@ protected:
 
 TEST_F(SessionSaving, EachLoginClearsItsOwnFlagAndSavesItsOwnValuesOnce)
 {
-    make_link_and_type("receive_only");
     profile.set("smtp_host", "old.example");
     profile.set("pop3_host", "old.example");
     profile.set("pop3_userid", "BOB"); // the same but for the case
-    server.expect(Port::Pop3, pop_session.rows);
-    EXPECT_EQ(Connect(link, MODE_POP), MSG_SUCCESS);
+    EXPECT_EQ(log_in(MODE_POP), MSG_SUCCESS);
     EXPECT_EQ(flags(), "sw"); // nobody has said what to do with passwords
     EXPECT_EQ(profile.writes(), (accesses{{Kind::Write, "pop3_host", "127.0.0.1", 0}}));
-    profile.clear_accesses();
-    server.expect(Port::Smtp, smtp_session.rows);
-    EXPECT_EQ(Connect(link, MODE_SMTP), MSG_SUCCESS);
+    EXPECT_EQ(log_in(MODE_SMTP), MSG_SUCCESS);
     EXPECT_EQ(flags(), "w");
     EXPECT_EQ(profile.writes(), (accesses{{Kind::Write, "smtp_host", "127.0.0.1", 0}}));
-    profile.clear_accesses();
     profile.set("pop3_userid", "bob"); // which is read again from here on
-    server.expect(Port::Pop3, pop_session.rows);
-    EXPECT_EQ(Connect(link, MODE_POP), MSG_SUCCESS);
+    EXPECT_EQ(log_in(MODE_POP), MSG_SUCCESS);
     EXPECT_EQ(profile.writes(), accesses());
 }
 
 TEST_F(SessionSaving, FailedLoginKeepsTheTypedValuesAndSavesNothing)
 {
-    make_link_and_type("receive_only");
-    type(link->parms.pop3_passwd, "typed");
-    for (int attempt = 0; attempt < 5; ++attempt)
-        server.expect(Port::Pop3,
-                      rows_of{say("+OK"), hear("USER bob"), say("+OK"), hear("PASS typed"), say("-ERR")} +
-                          pop_quit());
-    EXPECT_EQ(Connect(link, MODE_POP), MSG_FAILURE);
+    const rows_of refused = {say("+OK"), hear("USER bob"), say("+OK"), hear("PASS typed"), say("-ERR")};
+    for (int attempt = 1; attempt < 5; ++attempt)
+        server.expect(Port::Pop3, refused + pop_quit());
+    EXPECT_EQ(log_in(MODE_POP, refused + pop_quit()), MSG_FAILURE);
     EXPECT_EQ(flags(), "spw");
     EXPECT_STREQ(link->parms.pop3_passwd, "typed");
     EXPECT_EQ(profile.writes(), accesses());
 }
 
-TEST(SessionSavingRules, PasswordGoesWhereTheProfileSaysAndTheReadsComeInOrder)
+TEST_F(SessionSaving, PasswordGoesWhereTheProfileSaysAndTheReadsComeInOrder)
 {
     const struct {
         const char * save;
         accesses writes; // of the password
         const char * flags;
     } rows[] = {
-        {"yes", {{Kind::Write, "pop3_password", "typed", 0}}, ""},
-        {"no", {{Kind::VolatileWrite, "pop3_password", "typed", 0}}, ""},
-        {"", {}, "w"},
-        {"perhaps", {}, "w"},
+        {"yes", {{Kind::Write, "pop3_password", "typed", 0}}, "s"},
+        {"no", {{Kind::VolatileWrite, "pop3_password", "typed", 0}}, "s"},
+        {"", {}, "sw"},
+        {"perhaps", {}, "sw"},
     };
     for (const auto & row : rows) {
-        LinkStage stage;
-        stage.profile.set("receive_only", "yes");
-        stage.profile.set("save_remote_passwords", row.save);
-        stage.server.expect(Port::Pop3, pop_session.rows);
-        ASSERT_TRUE(stage.make_link());
-        const rows_of typed_login = {say("+OK"), hear("USER bob"), say("+OK"), hear("PASS typed"),
-                                     say("+OK")};
-        stage.server.expect(Port::Pop3, typed_login + pop_quit());
-        stage.server.expect(Port::Pop3, typed_login + pop_quit());
-        std::memcpy(stage.link->parms.pop3_passwd, "typed", 6);
-        stage.link->pop_from_dialog = stage.link->passwd_from_dialog = TRUE;
-        stage.profile.clear_accesses();
-        EXPECT_EQ(Connect(stage.link, MODE_POP), MSG_SUCCESS);
-        EXPECT_EQ(stage.profile.writes(), row.writes) << row.save;
-        EXPECT_EQ(stage.link->passwd_from_dialog ? "w" : "", std::string(row.flags)) << row.save;
-        lines keys;
-        for (const ProfileAccess & access : stage.profile.accesses())
-            keys.push_back(access.name +
-                           (access.size == 256 ? "" : std::string(" ") + std::to_string(access.size)));
-        lines expected = {"local_host", "smtp_host",   "smtp_port 10",
-                          "pop3_host",  "pop3_userid", "save_remote_passwords 20"};
+        profile.set("save_remote_passwords", row.save);
+        profile.set("pop3_password", "secret");
+        type_all();
+        EXPECT_EQ(log_in(MODE_POP), MSG_SUCCESS);
+        EXPECT_EQ(profile.writes(), row.writes) << row.save;
+        EXPECT_EQ(flags(), row.flags) << row.save;
+        lines expected = {"local_host 256", "pop3_host 256", "pop3_userid 256", "save_remote_passwords 20"};
         if (!row.writes.empty())
-            expected.insert(expected.end(), {"pop3_password", "pop3_password 0"});
-        expected.emplace_back("pop3_port");
-        EXPECT_EQ(keys, expected) << row.save;
+            expected.insert(expected.end(), {"pop3_password 256", "pop3_password 0"});
+        expected.emplace_back("pop3_port 256");
+        EXPECT_EQ(keys_of(profile), expected) << row.save;
         // Wherever it went, the next login has it.
-        EXPECT_EQ(Connect(stage.link, MODE_POP), MSG_SUCCESS);
-        stage.end_link();
-        EXPECT_TRUE(stage.server.verdict());
+        EXPECT_EQ(log_in(MODE_POP), MSG_SUCCESS);
     }
 }
 
-TEST(SessionSavingRules, PortThatBeginsLikeTheDefaultIsSavedOnlyIfTheProfileHadOne)
+// The text of a number that begins with `digits`, fits its field and leads to `port` in its low 16 bits.
+std::string port_that_begins_with(const std::string & digits, uint16 port)
+{
+    unsigned long number = std::stoul(digits + std::string(9 - digits.size(), '0'));
+    number += (port - number) & 0xFFFF;
+    return std::to_string(number);
+}
+
+TEST_F(SessionSaving, PortThatBeginsLikeTheDefaultIsSavedOnlyIfTheProfileHadOne)
 {
     const struct {
         smtp_pop_mode mode;
         const char * begins;
-        bool in_profile;
+        a_bool in_profile;
         bool saved;
     } rows[] = {
-        {MODE_SMTP, "25", false, false}, {MODE_SMTP, "25", true, true}, {MODE_SMTP, "26", false, true},
-        {MODE_POP, "110", false, false}, {MODE_POP, "110", true, true}, {MODE_POP, "111", false, true},
+        {MODE_SMTP, "25", FALSE, false}, {MODE_SMTP, "25", TRUE, true}, {MODE_SMTP, "26", FALSE, true},
+        {MODE_POP, "110", FALSE, false}, {MODE_POP, "110", TRUE, true}, {MODE_POP, "111", FALSE, true},
     };
     for (const auto & row : rows) {
-        LinkStage stage;
         const bool smtp = row.mode == MODE_SMTP;
-        const std::string key = smtp ? "smtp_port" : "pop3_port";
-        const uint16 port = stage.server.port(smtp ? Port::Smtp : Port::Pop3);
-        // The other login makes the link.
-        stage.profile.set(smtp ? "receive_only" : "send_only", "yes");
-        if (!row.in_profile)
-            stage.profile.set(key, "");
-        const Connection first = smtp ? pop_session : smtp_session;
-        stage.server.expect(first.port, first.rows);
-        ASSERT_TRUE(stage.make_link());
-        const Connection second = smtp ? smtp_session : pop_session;
-        stage.server.expect(second.port, second.rows);
-        const std::string typed = port_that_begins_with(row.begins, port);
-        std::memcpy(smtp ? stage.link->parms.smtp_port : stage.link->parms.pop3_port, typed.c_str(),
-                    typed.size() + 1);
-        stage.link->smtp_from_dialog = stage.link->pop_from_dialog = stage.link->passwd_from_dialog = TRUE;
-        EXPECT_EQ(Connect(stage.link, row.mode), MSG_SUCCESS) << typed;
-        EXPECT_EQ(stage.profile.writes(), row.saved ? (accesses{{Kind::Write, key, typed, 0}}) : accesses())
-            << typed;
-        stage.end_link();
-        EXPECT_TRUE(stage.server.verdict());
+        const std::string typed =
+            port_that_begins_with(row.begins, server.port(smtp ? Port::Smtp : Port::Pop3));
+        type_all();
+        type(smtp ? link->parms.smtp_port : link->parms.pop3_port, typed);
+        link->parms.smtp_port_in_db = link->parms.pop3_port_in_db = row.in_profile;
+        EXPECT_EQ(log_in(row.mode), MSG_SUCCESS) << typed;
+        const accesses expected = {{Kind::Write, smtp ? "smtp_port" : "pop3_port", typed, 0}};
+        EXPECT_EQ(profile.writes(), row.saved ? expected : accesses()) << typed;
     }
 }
 
@@ -532,19 +474,12 @@ TEST_F(SessionEnd, ConnectQuitsSmtpBeforePop3WhateverItOpens)
     EXPECT_EQ(trace, (lines{"QUIT", "221 bye", "closesocket", "QUIT", "+OK bye", "closesocket", "socket"}));
 }
 
-TEST_F(SessionEnd, WhatIsPendingIsNotSentWithTheQuit)
-{
-    profile.set("receive_only", "yes");
-    server.expect(Port::Pop3, pop_session.rows);
-    ASSERT_TRUE(make_link());
-    SocketString(link->pop, "DELE 1");
-}
-
-TEST_F(SessionEnd, RefusedQuitEndsTheSessionAllTheSame)
+TEST_F(SessionEnd, QuitIsSentAloneAndItsRefusalEndsTheSessionAllTheSame)
 {
     profile.set("receive_only", "yes");
     server.expect(Port::Pop3, pop_opening() + rows_of{hear("QUIT"), say("-ERR busy")});
     ASSERT_TRUE(make_link());
+    SocketString(link->pop, "DELE 1");
     end_link();
     EXPECT_EQ(take_lines(), lines());
 }
@@ -552,50 +487,14 @@ TEST_F(SessionEnd, RefusedQuitEndsTheSessionAllTheSame)
 TEST_F(SessionEnd, ClosedSessionSendsNothing)
 {
     profile.set("receive_only", "yes");
-    server.expect(Port::Pop3, pop_opening() + rows_of{hear_end()});
-    server.expect(Port::Pop3, pop_opening() + rows_of{hear_end()});
+    server.expect(Port::Pop3, pop_opening());
+    server.expect(Port::Pop3, pop_opening());
     ASSERT_TRUE(make_link());
     SocketClose(link->pop);
     EXPECT_EQ(Connect(link, MODE_POP), MSG_SUCCESS);
     SocketClose(link->pop);
     end_link();
     EXPECT_EQ(take_lines(), lines());
-}
-
-// --- Sessions that are out of step
-
-TEST(SessionOutOfStep, LoginThatTheLinkCouldNotFollowLeavesAClosedSessionThatTheNextSendReplaces)
-{
-    const std::string overlong = "334 " + std::string(507, 'x');
-    LinkStage stage;
-    stage.profile.set("send_only", "yes");
-    stage.profile.set("smtp_authenticate_mechanism", "LOGIN");
-    stage.server.expect(Port::Smtp, smtp_opening() + rows_of{hear("AUTH LOGIN"), say(overlong), hear_end()});
-    ASSERT_TRUE(stage.make_link());
-    ASSERT_NE(stage.link->smtp, nullptr);
-    EXPECT_TRUE(SocketIsClosed(stage.link->smtp));
-    const rows_of login = {hear("AUTH LOGIN"), say("334"),      hear_anything(),
-                           say("334"),         hear_anything(), say("235")};
-    const rows_of mail = {hear_anything(), say("250"), hear_anything(), say("250"),
-                          hear("DATA"),    say("354"), collect_data(),  say("250")};
-    stage.server.expect(Port::Smtp, smtp_opening() + login + mail + smtp_quit());
-    EXPECT_EQ(MsgSendV3(stage.link, nullptr, "bob", "x", 1, 1, 0), MSG_SUCCESS);
-    EXPECT_EQ(stage.take_lines(), lines{"Line is too long, buffer overflow"});
-    stage.end_link();
-    EXPECT_TRUE(stage.server.verdict());
-}
-
-TEST(SessionOutOfStep, HelloWithAnOverlongReplyIsNotFollowedByHelo)
-{
-    LinkStage stage;
-    stage.profile.set("send_only", "yes");
-    stage.profile.set("smtp_authenticate", "yes");
-    for (int attempt = 0; attempt < 5; ++attempt)
-        stage.server.expect(Port::Smtp, {say("220"), hear("EHLO link.example"),
-                                         say_bytes("250-a\r\n250-" + std::string(600, 'x')), hear_end()});
-    EXPECT_FALSE(stage.make_link());
-    EXPECT_EQ(stage.take_lines(), times(5, std::string("Line is too long, buffer overflow")));
-    EXPECT_TRUE(stage.server.verdict());
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <string>
 #include <system_error>
 
@@ -45,6 +46,16 @@ public:
     {
         std::ifstream file(path(name), std::ios::binary);
         return file ? std::string(std::istreambuf_iterator<char>(file), {}) : "(none)";
+    }
+
+    // What is in it, sorted.
+    [[nodiscard]] std::set<std::string> names() const
+    {
+        std::set<std::string> names;
+        for (const auto & entry : std::filesystem::directory_iterator(_path)) {
+            names.insert(entry.path().filename());
+        }
+        return names;
     }
 
 private:
