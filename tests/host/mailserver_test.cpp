@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 using Smtp = MailServerTest;
 using Pop3 = MailServerTest;
-using Logins = MailServerTest;
+using Dialogues = MailServerTest;
 using Maildir = MailServerTest;
 using ServerLife = MailServerTest;
 
@@ -75,34 +75,6 @@ TEST_F(Smtp, FindsTheEndMarkInAnySplitOfTheInput)
     }
 }
 
-TEST_F(Smtp, RefusesWhatIsOutOfTurn)
-{
-    const struct {
-        std::vector<const char *> lines;
-        const char * code; // of the last one
-    } rows[] = {
-        {{"MAIL FROM:<a@b>"}, "503"},
-        {{"HELO me", "RCPT TO:<alice@x>"}, "503"},
-        {{"HELO me", "MAIL FROM:<a@b>", "DATA"}, "503"},
-        {{"HELO me", "MAIL FROM:a@b"}, "501"},
-        {{"HELO me", "MAIL FROM:<a@b>", "RCPT TO:<nobody@x>"}, "550"},
-        {{"HELO me", "MAIL FROM:<a@b>", "RCPT TO:<alice@x>", "RSET", "DATA"}, "503"},
-        {{"HELO me", "MAIL FROM:<a@b>", "RCPT TO:<alice@x>", "HELO me", "DATA"}, "503"},
-        {{"HELO me", "MAIL FROM:<a@b>", "AUTH LOGIN"}, "503"},
-        {{"TURN"}, "500"},
-    };
-    start();
-    for (const auto & row : rows) {
-        auto client = smtp();
-        (void)client->line();
-        std::string reply;
-        for (const char * line : row.lines)
-            reply = client->ask(line);
-        EXPECT_EQ(reply.substr(0, 3), row.code) << row.lines.back();
-        EXPECT_EQ(client->ask("NOOP"), "250 OK") << row.lines.back();
-    }
-}
-
 TEST_F(Smtp, RefusesMailAndLinesOverTheLimitAndGoesOn)
 {
     Config config = config_of_tests();
@@ -114,10 +86,10 @@ TEST_F(Smtp, RefusesMailAndLinesOverTheLimitAndGoesOn)
     EXPECT_EQ(client->ask("NOOP " + std::string(506, 'x')), "500 Line too long");
     EXPECT_EQ(client->ask("NOOP " + std::string(90000, 'x')), "500 Line too long");
     EXPECT_EQ(client->ask("MAIL FROM:<a@b> SIZE=11"), "552 Mail too big");
-    envelope(*client);
-    EXPECT_EQ(client->ask("12345678\r\n."), "250 OK");
-    envelope(*client);
-    EXPECT_EQ(client->ask("123456789\r\n."), "552 Mail too big");
+    for (const auto & [text, reply] : {std::pair{"12345678", "250 OK"}, {"123456789", "552 Mail too big"}}) {
+        envelope(*client);
+        EXPECT_EQ(client->ask(std::string(text) + "\r\n."), reply);
+    }
     EXPECT_EQ(memory->mails("alice"), std::vector<std::string>{"12345678\r\n"});
 }
 
@@ -131,50 +103,55 @@ TEST_F(Smtp, KeepsTheSecondPieceOfALongLineUnstuffed)
     EXPECT_EQ(memory->mails("alice").back(), line + "\r\n");
 }
 
-TEST_F(Logins, TakeTheCramMd5AnswerOfTheStandardAndNoOther)
+// A connection with the challenges that the standards print: "what the client says|how the reply begins".
+struct Dialogue {
+    Protocol protocol;
+    std::vector<std::string> lines;
+};
+
+const char cram[] = "AUTH CRAM-MD5|334 PDE4OTYuNjk3MTcwOTUyQHBvc3RvZmZpY2UucmVzdG9uLm1jaS5uZXQ+";
+const char cram_good[] = "dGltIGI5MTNhNjAyYzdlZGE3YTQ5NWI0ZTZlNzMzNGQzODkw|235 Authenticated";
+const char mail[] = "MAIL FROM:<a@b>|250 OK";
+const char rcpt[] = "RCPT TO:<alice@x>|250 OK";
+
+const Dialogue dialogues[] = {
+    {Protocol::Smtp,
+     {"MAIL FROM:<a@b>|503", "TURN|500", "HELO me|250", "RCPT TO:<alice@x>|503", "MAIL FROM:<a@b>|530",
+      "NOOP|250 OK"}},
+    {Protocol::Smtp,
+     {"HELO me|250", cram, "dGltIGI5MTNhNjAyYzdlZGE3YTQ5NWI0ZTZlNzMzNGQzODkx|535", cram, "dGlt|535", cram,
+      "AUTH LOGIN|501", cram, "*|501", cram, cram_good, mail, "DATA|503"}},
+    {Protocol::Smtp,
+     {"HELO me|250", cram, cram_good, "MAIL FROM:a@b|501", mail, "AUTH LOGIN|503", "RCPT TO:<nobody@x>|550",
+      rcpt, "RSET|250", "DATA|503", mail, rcpt, "HELO me|250", "DATA|503"}},
+    // "alice" with "wonder", nobody with nothing, and "alice" with "wonder land"
+    {Protocol::Smtp,
+     {"HELO me|250", "AUTH LOGIN|334 VXNlcm5hbWU6", "YWxpY2U=|334 UGFzc3dvcmQ6", "d29uZGVy|535",
+      "AUTH LOGIN|334", "bm9ib2R5|334", "|535", "AUTH LOGIN|334", "YWxpY2U=|334", "d29uZGVyIGxhbmQ=|235"}},
+    {Protocol::Pop3,
+     {"APOP mrose c4c9334bac560ecc979e58001b3e22fc|-ERR", "APOP nobody d41d8cd98f00b204e9800998ecf8427e|-ERR",
+      "APOP mrose c4c9334bac560ecc979e58001b3e22fb|+OK 0 messages"}},
+};
+
+TEST_F(Dialogues, KeepToTheirOrderAndLetNobodyInWithoutHisPassword)
 {
     Config config = config_of_tests();
     config.cram_challenge = "<1896.697170952@postoffice.reston.mci.net>";
+    config.apop_timestamp = "<1896.697170952@dbc.mtview.ca.us>";
     config.require_auth = true;
     start(config);
-    auto client = greeted();
-    EXPECT_EQ(client->ask("MAIL FROM:<a@b>").substr(0, 3), "530");
-    const std::string challenge = "334 PDE4OTYuNjk3MTcwOTUyQHBvc3RvZmZpY2UucmVzdG9uLm1jaS5uZXQ+";
-    for (const char * wrong :
-         {"dGltIGI5MTNhNjAyYzdlZGE3YTQ5NWI0ZTZlNzMzNGQzODkx", "dGlt", "", "*", "AUTH LOGIN"}) {
-        EXPECT_EQ(client->ask("AUTH CRAM-MD5"), challenge);
-        EXPECT_EQ(client->ask(wrong)[0], '5') << wrong;
-    }
-    EXPECT_EQ(client->ask("AUTH CRAM-MD5"), challenge);
-    EXPECT_EQ(client->ask("dGltIGI5MTNhNjAyYzdlZGE3YTQ5NWI0ZTZlNzMzNGQzODkw"), "235 Authenticated");
-    EXPECT_EQ(client->ask("MAIL FROM:<a@b>"), "250 OK");
-}
-
-TEST_F(Logins, TakeLoginInTwoStepsAndRefuseAWrongPassword)
-{
-    start();
-    auto client = greeted();
-    for (const auto & [user, password, code] :
-         {std::tuple{"alice", "wonder", "535"}, {"nobody", "", "535"}, {"alice", "wonder land", "235"}}) {
-        EXPECT_EQ(client->ask("AUTH LOGIN"), "334 VXNlcm5hbWU6");
-        EXPECT_EQ(client->ask(base64_encode(user)), "334 UGFzc3dvcmQ6");
-        EXPECT_EQ(client->ask(base64_encode(password)).substr(0, 3), code) << user;
+    for (const Dialogue & dialogue : dialogues) {
+        const auto client = dialogue.protocol == Protocol::Smtp ? smtp() : pop3();
+        (void)client->line();
+        for (const std::string & line : dialogue.lines) {
+            const size_t bar = line.find('|');
+            const std::string reply = client->ask(line.substr(0, bar));
+            EXPECT_TRUE(reply.starts_with(line.substr(bar + 1))) << line << ": " << reply;
+        }
     }
 }
 
-TEST_F(Logins, TakeTheApopDigestOfTheStandardAndNoOther)
-{
-    Config config = config_of_tests();
-    config.apop_timestamp = "<1896.697170952@dbc.mtview.ca.us>";
-    start(config);
-    auto client = pop3();
-    EXPECT_EQ(client->line(), "+OK POP3 ready <1896.697170952@dbc.mtview.ca.us>");
-    EXPECT_EQ(client->ask("APOP mrose c4c9334bac560ecc979e58001b3e22fc").substr(0, 4), "-ERR");
-    EXPECT_EQ(client->ask("APOP nobody d41d8cd98f00b204e9800998ecf8427e").substr(0, 4), "-ERR");
-    EXPECT_EQ(client->ask("APOP mrose c4c9334bac560ecc979e58001b3e22fb"), "+OK 0 messages");
-}
-
-TEST_F(Logins, KeepASecondSessionOutOfAMailboxUntilTheFirstHasEnded)
+TEST_F(Pop3, KeepsASecondSessionOutOfAMailboxUntilTheFirstHasEnded)
 {
     Config config = config_of_tests();
     config.lock_wait = std::chrono::milliseconds(20);
@@ -283,19 +260,11 @@ TEST_F(Maildir, LeavesNothingInTmpAndServesInTheOrderOfDelivery)
     EXPECT_EQ(client->ask("UIDL 1").substr(6), id.substr(6)) << "an id must outlive its number";
     EXPECT_EQ(ask_block(*client, "RETR 1"), "+OK 4 octets|22\r\n.\r\n");
     EXPECT_EQ(files_in(folder.path("root/alice/new")), 2U);
-}
-
-TEST_F(Maildir, ServesMailThatAnotherProgramHasPutThere)
-{
-    const TemporaryFolder folder;
-    auto store = std::make_shared<MaildirStore>(folder.path(), false);
-    store->deliver("alice", "new\r\n");
-    std::ofstream(folder.path("alice/cur/0000000001.M1P1.elsewhere:2,S")) << "seen before\r\n";
-    start(config_of_tests(), store);
-    auto client = inbox();
-    EXPECT_EQ(client->ask("STAT"), "+OK 2 18");
+    (void)client->ask("QUIT");
+    std::ofstream(folder.path("root/alice/cur/0000000001.M1P1.elsewhere:2,S")) << "by another program\r\n";
+    client = inbox();
     EXPECT_EQ(client->ask("UIDL 1"), "+OK 1 0000000001.M1P1.elsewhere");
-    EXPECT_EQ(ask_block(*client, "RETR 1"), "+OK 13 octets|seen before\r\n.\r\n");
+    EXPECT_EQ(ask_block(*client, "RETR 1"), "+OK 20 octets|by another program\r\n.\r\n");
 }
 
 TEST_F(Maildir, ReadsHeadersThatAreLongerThanItsFirstPiece)
@@ -338,7 +307,7 @@ TEST_F(ServerLife, RefusesAddressesThatOthersCouldReach)
     }
 }
 
-TEST_F(ServerLife, StopsWithClientsConnectedAndFreesItsPorts)
+TEST_F(ServerLife, StopsWithClientsConnectedFreesItsPortsAndHangsUpOnASilentClient)
 {
     start();
     auto idle = smtp();
@@ -352,17 +321,11 @@ TEST_F(ServerLife, StopsWithClientsConnectedAndFreesItsPorts)
     EXPECT_THROW(PlainClient client(port), std::runtime_error);
     Config config = config_of_tests();
     config.smtp_port = port;
-    start(config);
-    EXPECT_EQ(server->smtp_port(), port);
-}
-
-TEST_F(ServerLife, HangsUpOnASilentClient)
-{
-    Config config = config_of_tests();
     config.idle = std::chrono::milliseconds(50);
     start(config);
-    auto client = greeted();
-    EXPECT_EQ(client->rest() + client->how_it_ended(), "(end)");
+    EXPECT_EQ(server->smtp_port(), port);
+    auto silent = greeted();
+    EXPECT_EQ(silent->rest() + silent->how_it_ended(), "(end)");
 }
 
 TEST_F(ServerLife, MasksEverySecretInTheTrace)

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <set>
 #include <thread>
+#include <vector>
 
 #ifdef NDEBUG
 constexpr bool release_build = true;
@@ -18,21 +19,20 @@ constexpr bool release_build = false;
 
 TEST(Threads, IdentityIsTheSameOnOneThreadAndDiffersBetweenLivingThreads)
 {
-    constexpr int count = 8;
+    constexpr size_t count = 8;
     std::array<p_os_thread, count> first{};
     std::array<p_os_thread, count> second{};
     std::barrier all_alive(count);
-    std::array<std::thread, count> threads;
-    for (int i = 0; i < count; ++i) {
-        threads[i] = std::thread([&, i] {
-            first[i] = OS_Me();
-            all_alive.arrive_and_wait();
-            second[i] = OS_Me();
-            all_alive.arrive_and_wait();
-        });
-    }
-    for (std::thread & thread : threads) {
-        thread.join();
+    {
+        std::vector<std::jthread> threads;
+        for (size_t i = 0; i < count; ++i) {
+            threads.emplace_back([&, i] {
+                first[i] = OS_Me();
+                all_alive.arrive_and_wait();
+                second[i] = OS_Me();
+                all_alive.arrive_and_wait();
+            });
+        }
     }
     EXPECT_EQ(first, second);
     const std::set<p_os_thread> distinct(first.begin(), first.end());
@@ -67,28 +67,18 @@ TEST(UseCount, FiniBeyondInitIsCaught)
     }
 }
 
-TEST(CriticalSection, UnmakingLeavesNothingAndCanBeRepeated)
-{
-    a_critical_sect cs{reinterpret_cast<pthread_mutex_t *>(1)}; // what was there before isn't looked at
-    ASSERT_EQ(ut_safe_pthread_mutex_init(&cs, nullptr), 0);
-    ASSERT_NE(cs.p_mutex, nullptr);
-    EXPECT_EQ(pthread_mutex_lock(cs.p_mutex), 0);
-    EXPECT_EQ(pthread_mutex_unlock(cs.p_mutex), 0);
-    EXPECT_EQ(ut_safe_pthread_mutex_destroy(&cs), 0);
-    EXPECT_EQ(cs.p_mutex, nullptr);
-    EXPECT_EQ(ut_safe_pthread_mutex_destroy(&cs), 0);
-}
-
-TEST(CriticalSection, AttributesReachTheMutex)
+TEST(CriticalSection, HasItsAttributesAndCanBeUnmadeTwice)
 {
     pthread_mutexattr_t attr;
     ASSERT_EQ(pthread_mutexattr_init(&attr), 0);
     ASSERT_EQ(pthread_mutexattr_settype(&attr, PTHREAD_MUTEX_ERRORCHECK), 0);
-    a_critical_sect cs{nullptr};
+    a_critical_sect cs{reinterpret_cast<pthread_mutex_t *>(1)}; // what was there before isn't looked at
     ASSERT_EQ(ut_safe_pthread_mutex_init(&cs, &attr), 0);
     EXPECT_EQ(pthread_mutex_lock(cs.p_mutex), 0);
     EXPECT_EQ(pthread_mutex_lock(cs.p_mutex), EDEADLK);
     EXPECT_EQ(pthread_mutex_unlock(cs.p_mutex), 0);
+    EXPECT_EQ(ut_safe_pthread_mutex_destroy(&cs), 0);
+    EXPECT_EQ(cs.p_mutex, nullptr);
     EXPECT_EQ(ut_safe_pthread_mutex_destroy(&cs), 0);
     EXPECT_EQ(pthread_mutexattr_destroy(&attr), 0);
 }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <random>
@@ -163,13 +164,26 @@ std::string hmac(const std::string & key, const std::string & text)
 
 TEST(Hmac, AgreesWithLibcryptoAroundTheBlockSizeOfTheKey)
 {
-    EXPECT_EQ(hmac("tanstaaftanstaaf", "<1896.697170952@postoffice.reston.mci.net>"),
-              "b913a602c7eda7a495b4e6e7334d3890"); // RFC 2195
     for (size_t key = 0; key <= 130; ++key) {
         const std::string text(key * 3, static_cast<char>('a' + key % 26));
         const std::string password(key, static_cast<char>(key + 1));
         EXPECT_EQ(hmac(password, text), mailserver::cram_md5_digest(text, password)) << key;
     }
+}
+
+TEST(Md5, LengthCarriesIntoTheSecondWordAndNothingOfAPasswordStays)
+{
+    MD5_CTX context;
+    MD5Init(&context);
+    context.count[0] = 0xFFFFFE00; // one block short of 2^32 bits
+    const std::vector<unsigned char> block(MD5_BLOCK_SIZE + 1, 'x');
+    MD5Update(&context, block.data(), MD5_BLOCK_SIZE + 1);
+    EXPECT_EQ(context.count[0], 8u);
+    EXPECT_EQ(context.count[1], 1u);
+    unsigned char digest[MD5_DIGEST_SIZE];
+    MD5Final(digest, &context);
+    const auto * bytes = reinterpret_cast<const unsigned char *>(&context);
+    EXPECT_EQ(std::count(bytes, bytes + sizeof(context), 0), sizeof(context));
 }
 
 // --- Whole exchanges

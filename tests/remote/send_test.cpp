@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <ctime>
 #include <regex>
 #include <string>
@@ -220,6 +221,22 @@ TEST_F(Send, SessionThatCannotBeOpenedAgainEndsTheSendAtOnce)
     // The next send opens a session before its first attempt.
     session(good_mail);
     EXPECT_EQ(send(), MSG_SUCCESS);
+}
+
+int good_sends = 0; // before one that a signal interrupts
+
+TEST_F(Send, MailSentInPartIsNeverFollowedByAReset)
+{
+    server.expect(Port::Smtp, smtp_opening() + envelope); // and then the end
+    session(good_mail);
+    ASSERT_TRUE(make_link());
+    good_sends = 3; // envelope
+    link->sock_info->sock_func.send = [](int handle, const void * buf, size_t len, int flags) {
+        errno = EINTR;
+        return good_sends-- == 0 ? -1 : ::send(handle, buf, len, flags);
+    };
+    EXPECT_EQ(send(), MSG_SUCCESS);
+    EXPECT_EQ(take_lines(), lines{"Error: interrupted system call."});
 }
 
 TEST_F(Send, AttemptWithoutAnOpenSessionSaysNothing)

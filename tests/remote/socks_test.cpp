@@ -110,26 +110,19 @@ TEST(SockInit, UnknownHostIsReportedByErrnoAndTraceIsCutAt255)
 
 TEST(LocalHost, OfficialNameOrReport)
 {
-    const std::string own(255, 'n');
+    fake_sock fake;
     char name[256];
-    fake_sock fake(TRUE);
-    GetLocalHost(fake.info, name, sizeof(name));
-    EXPECT_STREQ(name, "host.example");
-    EXPECT_EQ(fake.take_log(), (lines{"> gethostname", "gethostname 256",
-                                      ("> gethostbyname " + own).substr(0, 257), "gethostbyname " + own}));
     GetLocalHost(fake.info, name, 5);
-    EXPECT_STREQ(name, "host");
-    fake.log.clear();
-
+    EXPECT_STREQ(name, "host"); // host.example, cut
+    EXPECT_EQ(fake.take_log(), (lines{"gethostname 256", "gethostbyname " + std::string(255, 'n')}));
     fake.host_known = false;
     GetLocalHost(fake.info, name, sizeof(name));
     EXPECT_STREQ(name, "");
     EXPECT_EQ(fake.take_log().back(), "> Error: Network is unreachable.");
-
     fake.gethostname_code = EINVAL;
     GetLocalHost(fake.info, name, sizeof(name));
     EXPECT_STREQ(name, "");
-    EXPECT_EQ(fake.take_log(), (lines{"> gethostname", "gethostname 256", "> Error: Invalid argument."}));
+    EXPECT_EQ(fake.take_log(), (lines{"gethostname 256", "> Error: Invalid argument."}));
 }
 
 // --- Opening and closing
@@ -138,7 +131,7 @@ TEST(SockOpen, CallsAndTraceInTheirOrder)
 {
     fake_sock fake(TRUE);
     const sock_ptr sock(SocketInit(fake.info, "10.0.0.1"));
-    sock->pending_data = 3;
+    SocketString(sock.get(), "QUIT");
     sock->extra_data = 4;
     fake.log.clear();
     uint16 port = 25;
@@ -147,25 +140,19 @@ TEST(SockOpen, CallsAndTraceInTheirOrder)
                                       "> port 25", "connect 2 10.0.0.1:25 16", "getsockname 1001 16"}));
     EXPECT_EQ(SocketIsClosed(sock.get()), FALSE);
     EXPECT_EQ(sock->pending_data + sock->extra_data, 0U);
-    EXPECT_EQ(fake.info->local_addr.sin_addr.s_addr, htonl(0x7f000001));
+    SocketString(sock.get(), "kept");
+    SocketClose(sock.get());
+    SocketClose(sock.get());
+    EXPECT_EQ(fake.take_log(), (lines{"> closesocket", "close 1001", "> closesocket"}));
+    EXPECT_EQ(sock->pending_data, 4U);
 
     // The address of the first connection stays; a service without a name isn't looked up.
-    for (const char * unnamed : {static_cast<const char *>(nullptr), ""}) {
-        SocketClose(sock.get());
-        fake.log.clear();
-        ASSERT_EQ(SocketOpen(sock.get(), unnamed, &port, FALSE), TRUE);
-        EXPECT_EQ(fake.take_log(),
-                  (lines{"> socket", "socket 2 1 0", "> connect ", "> port 25", "connect 2 10.0.0.1:25 16"}));
-    }
-}
-
-TEST(SockOpen, ProtocolDatabaseOverridesThePortForTheCallerToo)
-{
-    fake_sock fake;
-    fake.protocol = service;
-    const sock_ptr sock = open_sock(fake);
+    ASSERT_EQ(SocketOpen(sock.get(), "", &port, FALSE), TRUE);
+    EXPECT_EQ(fake.take_log(),
+              (lines{"> socket", "socket 2 1 0", "> connect ", "> port 25", "connect 2 10.0.0.1:25 16"}));
+    // The protocol database overrides the port, for the caller too.
     SocketClose(sock.get());
-    uint16 port = 25;
+    fake.protocol = service;
     ASSERT_EQ(SocketOpen(sock.get(), service, &port, FALSE), TRUE);
     EXPECT_EQ(port, 99);
     EXPECT_EQ(fake.log.back(), "connect 2 10.0.0.1:99 16");
@@ -198,17 +185,6 @@ TEST(SockOpen, FailureLeavesNoDescriptorAndReportsTheCodeOfTheFailedCall)
     EXPECT_EQ(fake.info->local_addr.sin_addr.s_addr, 0U);
 }
 
-TEST(SockClose, SecondCloseIsTracedButClosesNothing)
-{
-    fake_sock fake(TRUE);
-    const sock_ptr sock = open_sock(fake);
-    SocketString(sock.get(), "kept");
-    SocketClose(sock.get());
-    SocketClose(sock.get());
-    EXPECT_EQ(fake.take_log(), (lines{"> closesocket", "close 1001", "> closesocket"}));
-    EXPECT_EQ(sock->pending_data, 4U);
-}
-
 TEST(SockRetries, AttemptsAndWaits)
 {
     ASSERT_EQ(OSLangString.Init(), LS_INIT_OKAY);
@@ -225,11 +201,8 @@ TEST(SockRetries, AttemptsAndWaits)
         uint16 port = 25;
         fake.log.clear();
         EXPECT_EQ(SocketOpenWithRetries(sock.get(), service, &port, row.max_retries, 0), row.result);
-        const auto count = [&](const char * line) {
-            return static_cast<size_t>(std::count(fake.log.begin(), fake.log.end(), line));
-        };
-        EXPECT_EQ(count("socket 2 1 0"), row.attempts);
-        EXPECT_EQ(count("> Error: Connection timed out."), row.attempts - (row.result ? 1 : 0));
+        EXPECT_EQ(static_cast<size_t>(std::count(fake.log.begin(), fake.log.end(), "socket 2 1 0")),
+                  row.attempts);
     }
 }
 
@@ -310,31 +283,24 @@ TEST(SockSend, GoesOnBehindAPartialSendAndNothingStaysPending)
 // --- Receiving
 
 struct a_line_row {
-    const char * fault;
     std::string input;
     unsigned int capacity;
-    lines results; // lines, "!" for a failure
-    lines reports;
+    lines results; // lines, "!" and the report for a failure
 };
 
 const std::string nul(1, '\0');
+const std::string too_long = "!> Line is too long, buffer overflow";
 
 const a_line_row line_rows[] = {
-    {"two lines at once", "one\r\ntwo\r\n", 512, {"one", "two"}, {}},
-    {"run of CR and LF", "abc\r\r\n", 512, {"abc"}, {}},
-    {"bare CR and LF inside", "a\rb\nc\n\rd\r\n", 512, {"a\rb\nc\n\rd"}, {}},
-    {"nothing but CR and LF", "\r\r\n\n\r\n", 512, {"", ""}, {}},
-    {"zero bytes", nul + "a" + nul + "\r\n" + nul + "\r\n", 512, {nul + "a" + nul, nul}, {}},
-    {"line that just fits", std::string(510, 'x') + "\r\n", 512, {std::string(510, 'x')}, {}},
-    {"line one too long",
-     std::string(511, 'x') + "\r\n",
-     512,
-     {"!"},
-     {"> Line is too long, buffer overflow"}},
-    {"CR LF torn by the capacity", "abc\r\n", 4, {"!"}, {"> Line is too long, buffer overflow"}},
-    {"capacity of nothing", "\r\n", 0, {"!"}, {"> Line is too long, buffer overflow"}},
-    {"peer closes inside a line", "abc\r\ndef", 512, {"abc", "!"}, {}},
-    {"peer closes between CR and LF", "abc\r", 512, {"!"}, {}},
+    {"one\r\ntwo\r\n", 512, {"one", "two"}},
+    {"a\rb\nc\n\rd\r\r\n", 512, {"a\rb\nc\n\rd"}},
+    {"\r\r\n\n\r\n", 512, {"", ""}},
+    {nul + "a" + nul + "\r\n" + nul + "\r\n", 512, {nul + "a" + nul, nul}},
+    {std::string(510, 'x') + "\r\n", 512, {std::string(510, 'x')}},
+    {std::string(511, 'x') + "\r\n", 512, {too_long}},
+    {"abc\r\n", 4, {too_long}}, // CR LF torn by the capacity
+    {"\r\n", 0, {too_long}},
+    {"abc\r\ndef\r", 512, {"abc", "!"}}, // the peer closes
 };
 
 // The reports among the lines of a log.
@@ -353,24 +319,24 @@ void check_lines(const a_line_row & row, fake_sock & fake)
         // A block without a byte to spare.
         std::vector<char> buf(row.capacity, '#');
         unsigned int length = row.capacity;
-        const a_bool result = SocketReadLine(sock.get(), buf.data(), &length);
-        EXPECT_EQ(result, expected == "!" ? FALSE : TRUE);
-        if (result) {
+        fake.log.clear();
+        if (SocketReadLine(sock.get(), buf.data(), &length)) {
             EXPECT_EQ(std::string(buf.data(), length), expected);
             EXPECT_EQ(buf.at(length), '\0');
-        } else {
-            EXPECT_EQ(length, row.capacity);
-            EXPECT_EQ(SocketBuffSize(sock.get()), 0U);
+            continue;
         }
+        const lines reports = reports_of(fake.log);
+        EXPECT_EQ("!" + (reports.empty() ? "" : reports.front()), expected);
+        EXPECT_EQ(length, row.capacity);
+        EXPECT_EQ(SocketBuffSize(sock.get()), 0U);
     }
     EXPECT_EQ(SocketIsClosed(sock.get()), FALSE);
-    EXPECT_EQ(reports_of(fake.log), row.reports);
 }
 
 TEST(SockReadLine, AnyCutOfTheInputGivesTheSameLines)
 {
     for (const a_line_row & row : line_rows) {
-        SCOPED_TRACE(row.fault);
+        SCOPED_TRACE(row.input);
         for (size_t cut = 0; cut <= row.input.size(); ++cut) {
             fake_sock fake;
             fake.incoming = {{row.input.substr(0, cut)}, {row.input.substr(cut)}};
@@ -431,16 +397,13 @@ TEST(SockReadLine, CallerOfAnotherCapacityCannotMakeItOverrun)
 
 TEST(SockReceive, ClosedPeerShowsInTheTraceAndInErrno)
 {
-    for (const a_bool debug : {FALSE, TRUE}) {
-        fake_sock fake(debug);
-        const sock_ptr sock = open_sock(fake);
-        char buf[8];
-        errno = EINTR;
-        EXPECT_EQ(SocketReceive(sock.get(), buf, sizeof(buf)), 0);
-        EXPECT_EQ(errno, 0);
-        EXPECT_EQ(reports_of(fake.log), debug ? lines{"> 0 byte read...socket is closed"} : lines{});
-        EXPECT_EQ(SocketIsClosed(sock.get()), FALSE);
-    }
+    fake_sock fake(TRUE);
+    const sock_ptr sock = open_sock(fake);
+    char buf[8];
+    errno = EINTR;
+    EXPECT_EQ(SocketReceive(sock.get(), buf, sizeof(buf)), 0);
+    EXPECT_EQ(errno, 0);
+    EXPECT_EQ(reports_of(fake.log), lines{"> 0 byte read...socket is closed"});
 }
 
 // --- Listening
@@ -497,15 +460,11 @@ TEST(ListenSock, AcceptedSocketIsOpenWithEmptyBuffers)
     fake_sock fake;
     const listen_ptr endpoint(ListenSockInit(fake.info));
     ASSERT_NE(endpoint, nullptr);
-    fake.log.clear();
     const sock_ptr sock(ListenSockAccept(endpoint.get()));
-    EXPECT_EQ(fake.take_log(), lines{"accept 1001"});
     ASSERT_NE(sock, nullptr);
     EXPECT_EQ(SocketIsClosed(sock.get()), FALSE);
-    EXPECT_EQ(sock->sock, 1002);
-    EXPECT_EQ(sock->sock_info, fake.info);
     EXPECT_EQ(sock->sin_addr.s_addr + sock->pending_data + sock->extra_data, 0U);
-
+    fake.log.clear();
     fake.accept_code = ECONNABORTED;
     EXPECT_EQ(ListenSockAccept(endpoint.get()), nullptr);
     EXPECT_EQ(fake.take_log(), (lines{"accept 1001", "> Error: Software caused connection abort."}));
