@@ -169,9 +169,11 @@ char * FindNextUNCSeparator(const UTCollation & collation, const char * path)
 char * AppendPathSeparator(const UTCollation & collation, char * path, size_t path_bufsize,
                            size_t * premaining)
 {
-    char * pos = FindLastPathSeparator(collation, path, 1);
-    if (pos == nullptr || pos[1] != '\0') {
-        pos = path + std::strlen(path);
+    // A last byte that is no separator isn't the last byte of one; most paths end so and needn't be walked.
+    char * pos = path + std::strlen(path);
+    if (pos != path && pos[-1] == '/') {
+        char * const last = FindLastPathSeparator(collation, path, UNIX_PLATFORM);
+        pos = last != nullptr && last[1] == '\0' ? last : pos;
     }
     char * end = pos;
     size_t remaining = left_of(path_bufsize, static_cast<size_t>(pos - path));

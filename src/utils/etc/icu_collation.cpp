@@ -20,6 +20,9 @@ constexpr const char * SOURCE_NAME = "utils/etc/icu_collation";
 // What the build sees of a string, and what has to be at hand of one to know that there is more.
 constexpr size_t ICU_BYTES = 1024;
 constexpr size_t LONG_BYTES = ICU_BYTES + 1;
+// Bytes behind here may belong to a character that the limit cuts, which the build doesn't get to see. So
+// none of them is shown before it is known whether the string is long.
+constexpr size_t SURE_BYTES = ICU_BYTES - 3;
 
 const char * chars(const a_byte * text)
 {
@@ -163,7 +166,7 @@ private:
     bool lacks(size_t min_index) const { return !_eof && _buf_nbytes <= min_index; }
 
     int binary_compare(ICUFragmentedString & str2);
-    bool is_long();
+    void fetch_whole();
     void skip(size_t len);
 
     a_byte * _buf; // the inside of the stream's buffer, or _scratch
@@ -216,7 +219,7 @@ ICUFragmentedString::ICUFragmentedString(const ICUCollation * icucoll, UTBuffere
     SetBufferedIStream(strm, known_length);
 }
 
-// The stream's position stays.
+// The stream's position stays, but for a piece that ends just about where the build's view does.
 void ICUFragmentedString::SetBufferedIStream(UTBufferedIStream & strm, size_t known_length)
 {
     _strm = &strm;
@@ -226,6 +229,9 @@ void ICUFragmentedString::SetBufferedIStream(UTBufferedIStream & strm, size_t kn
     const bool is_long = _buf_nbytes > ICU_BYTES;
     _icu_nbytes = is_long ? _icucoll->trimmed_prefix_len(_buf, LONG_BYTES) : _buf_nbytes;
     _eof = is_long || known_length == _buf_nbytes;
+    if (_buf_nbytes > SURE_BYTES && _icucoll->_is_mbcs) {
+        fetch_whole();
+    }
 }
 
 void ICUFragmentedString::SetUnbufferedIStream(UTIStream & strm)
@@ -265,7 +271,8 @@ const a_byte * ICUFragmentedString::unbuffered_fill(size_t min_index, size_t * n
     constexpr size_t LEAST_FETCH = 32;
     if (lacks(min_index)) {
         const size_t wanted = std::max(min_index - _buf_nbytes, LEAST_FETCH);
-        const size_t fetched = std::min(wanted, LONG_BYTES - _buf_nbytes);
+        const size_t remain = LONG_BYTES - _buf_nbytes;
+        const size_t fetched = _buf_nbytes + wanted > SURE_BYTES ? remain : wanted;
         const size_t got = _strm->get(_scratch + _buf_nbytes, fetched);
         _buf_nbytes += got;
         if (_buf_nbytes > ICU_BYTES) {
@@ -307,14 +314,11 @@ int ICUFragmentedString::Compare(ICUFragmentedString & str2)
     return order != 0 ? order : binary_compare(str2);
 }
 
-// Has the string more bytes than the build sees? Fetches as many as tell.
-bool ICUFragmentedString::is_long()
+// Fetches as much as tells whether the string has more bytes than the build sees.
+void ICUFragmentedString::fetch_whole()
 {
-    while (lacks(ICU_BYTES)) {
-        size_t size = 0;
-        (void)fill(this, ICU_BYTES, &size); // the build has seen all it gets to see
-    }
-    return _buf_nbytes > ICU_BYTES;
+    size_t size = 0;
+    (void)fill(this, ICU_BYTES, &size); // all is in the fields
 }
 
 // Moves the stream behind the first `len` bytes of the string, some of which may have been taken from it.
@@ -326,8 +330,10 @@ void ICUFragmentedString::skip(size_t len)
 // What decides between strings that are equal as far as the build sees them.
 int ICUFragmentedString::binary_compare(ICUFragmentedString & str2)
 {
-    const bool is_long1 = is_long();
-    const bool is_long2 = str2.is_long();
+    fetch_whole();
+    str2.fetch_whole();
+    const bool is_long1 = _buf_nbytes > ICU_BYTES;
+    const bool is_long2 = str2._buf_nbytes > ICU_BYTES;
     if (!is_long1 || !is_long2) {
         return int{is_long1} - int{is_long2};
     }
@@ -668,9 +674,9 @@ size_t ICUCollation::sortkey_prefix(a_byte * dest, size_t dest_size, UTBufferedI
 {
     size_t piece_size = 0;
     const a_byte * piece = src.get_piece(&piece_size);
-    // A piece that ends exactly where the build's view does tells neither where the last character ends nor
-    // that the string goes on: the form below reads one byte more.
-    bool is_insufficient = piece_size == ICU_BYTES && src_size > ICU_BYTES;
+    // A piece that ends just about where the build's view does tells neither where its last character ends nor
+    // that the string goes on: the form above reads on.
+    bool is_insufficient = src_size > ICU_BYTES && piece_size > SURE_BYTES && piece_size <= ICU_BYTES;
     size_t len = 0;
     if (!is_insufficient) {
         const bool is_complete = piece_size >= src_size || piece_size >= ICU_BYTES;

@@ -85,6 +85,26 @@ void make_empty(char * buffer, size_t size)
     }
 }
 
+// The full path of a name in the current directory. One that begins with a slash is one, and one that begins
+// with a point may name a directory above and stays, too.
+void take_as_it_stands(char * buffer, size_t buffer_size, const char * name)
+{
+    if (name[0] == '/' || name[0] == '.') {
+        if (!ut_strcpy(buffer, buffer_size, name)) {
+            make_empty(buffer, buffer_size);
+        }
+        return;
+    }
+    char current[PATH_BUFFER_SIZE];
+    char * end = buffer;
+    size_t remaining = buffer_size;
+    if (getcwd(current, sizeof(current)) == nullptr ||
+        !ut_strcpy(buffer, buffer_size, current, &end, &remaining) ||
+        !ut_strcpy(end, remaining, "/", &end, &remaining) || !ut_strcpy(end, remaining, name)) {
+        make_empty(buffer, buffer_size);
+    }
+}
+
 // A search on its way. The path found is kept here, so that the caller's buffer stays untouched until the
 // end.
 class FileSearch {
@@ -129,6 +149,16 @@ public:
             return false;
         }
         return in_a_location([this, dir](const char * rel_path) { return is_at(dir, rel_path); });
+    }
+
+    // A name as it stands, which isn't offered to the callback, and then along a variable.
+    bool along_variable(const char * name, const char * env_var)
+    {
+        if (!is_candidate(_type, name, F_OK)) {
+            return along_entries(name, env_var);
+        }
+        take_as_it_stands(_path, sizeof(_path), name);
+        return _path[0] != '\0';
     }
 
     // The entries of a variable alone.
@@ -217,8 +247,7 @@ private:
             !ut_strcpy(end, remaining, _base_name)) {
             return false;
         }
-        _local_searchenv(name, env_var, _path, sizeof(_path), _type, _callback);
-        return _path[0] != '\0';
+        return along_variable(name, env_var);
     }
 
     // Tries the directories of the class, in the table's order.
@@ -274,26 +303,6 @@ private:
     a_qualify_cb _callback;
     char _path[PATH_BUFFER_SIZE];
 };
-
-// The full path of a name in the current directory. One that begins with a slash is one, and one that begins
-// with a point may name a directory above and stays, too.
-void take_as_it_stands(char * buffer, size_t buffer_size, const char * name)
-{
-    if (name[0] == '/' || name[0] == '.') {
-        if (!ut_strcpy(buffer, buffer_size, name)) {
-            make_empty(buffer, buffer_size);
-        }
-        return;
-    }
-    char current[PATH_BUFFER_SIZE];
-    char * end = buffer;
-    size_t remaining = buffer_size;
-    if (getcwd(current, sizeof(current)) == nullptr ||
-        !ut_strcpy(buffer, buffer_size, current, &end, &remaining) ||
-        !ut_strcpy(end, remaining, "/", &end, &remaining) || !ut_strcpy(end, remaining, name)) {
-        make_empty(buffer, buffer_size);
-    }
-}
 
 // The value of a variable as a directory. A null `value` is that of one that isn't set.
 void take_root(char * path, const char * value)
@@ -363,12 +372,8 @@ size_t LS_SearchDir(int type, const char * base_name, const char * base_dir, cha
 void _local_searchenv(const char * name, const char * env_var, char * buffer, size_t buffer_size, int type,
                       a_qualify_cb callback)
 {
-    if (is_candidate(type, name, F_OK)) {
-        take_as_it_stands(buffer, buffer_size, name);
-        return;
-    }
     FileSearch search(type, name, callback);
-    if (!search.along_entries(name, env_var) || search.store(buffer, buffer_size) >= buffer_size) {
+    if (!search.along_variable(name, env_var) || search.store(buffer, buffer_size) >= buffer_size) {
         make_empty(buffer, buffer_size);
     }
 }

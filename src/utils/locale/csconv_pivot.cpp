@@ -109,8 +109,8 @@ bool PivotCharsetConverter::take_ascii(void ** p_dest, const void * dest_end, co
 
 // In each round one buffer full. A buffer may end inside a surrogate pair whose other half the first stage
 // still holds, so the second stage is told of the end only when the first one has delivered everything: what
-// comes out doesn't depend on where the buffer ends. A first stage that had no room at all may hold more, too:
-// not every converter can tell.
+// comes out doesn't depend on where the buffer ends. A first stage that had no room at all may hold more,
+// too: not every converter can tell.
 ORV_CONV_RET PivotCharsetConverter::convert_slices(PivotBuffer & pivot, void ** p_dest, const void * dest_end,
                                                    const void ** p_src, const void * src_end, a_bool finish)
 {

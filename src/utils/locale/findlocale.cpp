@@ -59,6 +59,31 @@ const LanguageInfo * language_of_locale(const char * name)
     return language_or_default(code);
 }
 
+// What the environment overrides the system with, never null if it is set; null if it isn't.
+const LanguageInfo * language_override()
+{
+    char wanted[OVERRIDE_SIZE];
+    return ut_getenv("VXLANG", wanted, sizeof wanted) != nullptr ? language_or_default(wanted) : nullptr;
+}
+
+const CharsetInfo * charset_override()
+{
+    char wanted[OVERRIDE_SIZE];
+    return ut_getenv("VXCHARSET", wanted, sizeof wanted) != nullptr ? charset_or_default(wanted) : nullptr;
+}
+
+// What the system's locale, in its normal form and null if there is none, stands for. Never null.
+const LanguageInfo * language_of_system(const char * name)
+{
+    return name != nullptr ? language_of_locale(name) : language_or_default(DEFAULT_LANGUAGE);
+}
+
+const CharsetInfo * charset_of_system(const char * name)
+{
+    const char * point = name != nullptr ? strchr(name, '.') : nullptr;
+    return point != nullptr ? charset_or_default(point + 1) : default_charset();
+}
+
 } // namespace
 
 const char * ut_getenv(const char * name, char * buffer, size_t size)
@@ -73,23 +98,14 @@ const char * ut_getenv(const char * name, char * buffer, size_t size)
 
 const LanguageInfo * UTLocale::FindOSLanguage(a_bool allow_env_override)
 {
-    char wanted[OVERRIDE_SIZE];
-    if (allow_env_override && ut_getenv("VXLANG", wanted, sizeof wanted) != nullptr) {
-        return language_or_default(wanted);
-    }
-    const char * name = get_alias(get_unix_locale());
-    return name != nullptr ? language_of_locale(name) : language_or_default(DEFAULT_LANGUAGE);
+    const LanguageInfo * row = allow_env_override ? language_override() : nullptr;
+    return row != nullptr ? row : language_of_system(get_alias(get_unix_locale()));
 }
 
 const CharsetInfo * UTLocale::FindOSCharset(a_bool allow_env_override)
 {
-    char wanted[OVERRIDE_SIZE];
-    if (allow_env_override && ut_getenv("VXCHARSET", wanted, sizeof wanted) != nullptr) {
-        return charset_or_default(wanted);
-    }
-    const char * name = get_alias(get_unix_locale());
-    const char * point = name != nullptr ? strchr(name, '.') : nullptr;
-    return point != nullptr ? charset_or_default(point + 1) : default_charset();
+    const CharsetInfo * row = allow_env_override ? charset_override() : nullptr;
+    return row != nullptr ? row : charset_of_system(get_alias(get_unix_locale()));
 }
 
 const CollationInfo * UTLocale::FindCollation(const CharsetInfo * csinfo, const LanguageInfo * langinfo)
@@ -106,9 +122,13 @@ const CollationInfo * UTLocale::FindCollation(const CharsetInfo * csinfo, const 
 
 const CollationInfo * UTLocale::FindOSCollation()
 {
-    const CharsetInfo * charset = FindOSCharset(TRUE);
+    const char * name = get_alias(get_unix_locale()); // once for both: it is a long way through the table
+    const CharsetInfo * charset = charset_override();
+    charset = charset != nullptr ? charset : charset_of_system(name);
+    const LanguageInfo * language = language_override();
+    language = language != nullptr ? language : language_of_system(name);
     const LanguageInfo * english = GetLanguageInfoFromLabel(DEFAULT_LANGUAGE);
-    const CollationInfo * row = FindCollation(charset, FindOSLanguage(TRUE));
+    const CollationInfo * row = FindCollation(charset, language);
     if (row == nullptr) {
         row = FindCollation(charset, english);
     }

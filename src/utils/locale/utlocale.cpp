@@ -752,8 +752,8 @@ void UTLocale::init()
     }
     void * storage = ut_malloc(sizeof(UTICU));
     _icu = storage != nullptr ? new (storage) UTICU : nullptr;
-    _os_charset_info = FindOSCharset(TRUE);
     _true_os_charset_info = FindOSCharset(FALSE);
+    _os_charset_info = getenv("VXCHARSET") != nullptr ? FindOSCharset(TRUE) : _true_os_charset_info;
     _ascii_charset_info = GetCharsetInfoFromLabel("US-ASCII", CS_STD_ANY);
     _utf16be_charset_info = GetCharsetInfoFromLabel("UTF-16BE", CS_STD_ANY);
     _utf16le_charset_info = GetCharsetInfoFromLabel("UTF-16LE", CS_STD_ANY);

@@ -1,0 +1,1 @@
+// Nothing: load_bench loads a library without any content.

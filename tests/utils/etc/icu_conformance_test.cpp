@@ -1,0 +1,209 @@
+// UCA collations against ICU itself, on strings made of the entries of Unicode's table of collation elements
+// (allkeys.txt, package unicode-data): every script, contractions, what is ignored.
+#include <algorithm>
+#include <fstream>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <unicode/ucol.h>
+#include <unicode/unistr.h>
+
+#include <gtest/gtest.h>
+
+#include "utils/etc/utcollation.h"
+#include "utils/locale/fake_icu.h"
+#include "utils/locale/tailoring.h"
+
+namespace {
+
+using Entry = std::vector<UChar32>;
+
+std::vector<Entry> entries()
+{
+    std::vector<Entry> all;
+    std::ifstream file("/usr/share/unicode/allkeys.txt");
+    for (std::string line; std::getline(file, line);) {
+        const size_t end = line.find(';');
+        if (end == std::string::npos || line[0] == '#' || line[0] == '@') {
+            continue;
+        }
+        std::istringstream numbers(line.substr(0, end));
+        Entry entry;
+        for (UChar32 c = 0; numbers >> std::hex >> c;) {
+            entry.push_back(c);
+        }
+        all.push_back(entry);
+    }
+    return all;
+}
+
+// A text in a character set, and what it is in Unicode.
+struct a_text {
+    std::string bytes;
+    icu::UnicodeString unicode;
+};
+
+// Texts of a few entries each, of those that the character set has.
+class Texts {
+public:
+    Texts(const std::vector<Entry> & all, const CharsetInfo & charset) : _charset(charset), _random(2206)
+    {
+        for (const Entry & entry : all) {
+            std::string bytes;
+            if (std::all_of(entry.begin(), entry.end(), [&](UChar32 c) { return append(bytes, c); })) {
+                _entries.push_back(
+                    {bytes, icu::UnicodeString::fromUTF32(entry.data(), static_cast<int32_t>(entry.size()))});
+            }
+        }
+    }
+    a_text next()
+    {
+        a_text text;
+        for (size_t count = 1 + _random() % 5; count > 0; count--) {
+            const a_text & entry = _entries[_random() % _entries.size()];
+            text.bytes += entry.bytes;
+            text.unicode += entry.unicode;
+        }
+        return text;
+    }
+    // Mostly the same text, so that the lower levels decide.
+    a_text near(const a_text & text)
+    {
+        if (_random() % 3 == 0) {
+            return next();
+        }
+        const a_text more = next();
+        return _random() % 2 != 0 ? a_text{text.bytes + more.bytes, text.unicode + more.unicode}
+                                  : a_text{more.bytes + text.bytes, more.unicode + text.unicode};
+    }
+
+private:
+    bool append(std::string & bytes, UChar32 c) const
+    {
+        if (_charset.is_mbcs()) {
+            icu::UnicodeString(c).toUTF8String(bytes);
+            return true;
+        }
+        const a_utf16 * const upper = _charset.to_utf16_upper128();
+        const a_utf16 * const found = std::find(upper, upper + 128, c);
+        if (c >= 0x80 && found == upper + 128) {
+            return false;
+        }
+        bytes += static_cast<char>(c < 0x80 ? c : 0x80 + (found - upper));
+        return true;
+    }
+
+    const CharsetInfo & _charset;
+    std::vector<a_text> _entries;
+    std::mt19937_64 _random;
+};
+
+struct a_tailoring {
+    const char * options;
+    const char * locale;
+    UColAttributeValue strength;
+    UColAttributeValue alternate;
+    std::vector<std::pair<UColAttribute, UColAttributeValue>> more;
+};
+
+const std::vector<a_tailoring> & tailorings()
+{
+    using Pairs = std::vector<std::pair<UColAttribute, UColAttributeValue>>;
+    static const Pairs french_upper = {{UCOL_FRENCH_COLLATION, UCOL_ON}, {UCOL_CASE_FIRST, UCOL_UPPER_FIRST}};
+    static const Pairs upper = {{UCOL_CASE_FIRST, UCOL_UPPER_FIRST}};
+    static const Pairs level_upper = {{UCOL_CASE_LEVEL, UCOL_ON}, {UCOL_CASE_FIRST, UCOL_UPPER_FIRST}};
+    static const std::vector<a_tailoring> all = {
+        {"", "", UCOL_PRIMARY, UCOL_NON_IGNORABLE, {}},
+        {"Case=yes", "", UCOL_PRIMARY, UCOL_NON_IGNORABLE, level_upper},
+        {"Accent=yes;Punct=off", "", UCOL_SECONDARY, UCOL_SHIFTED, {}},
+        {"Locale=fr_CA;Case=yes;Accent=f", "fr_CA", UCOL_TERTIARY, UCOL_NON_IGNORABLE, french_upper},
+        {"Case=LowerFirst;Accent=yes;Punct=Quaternary",
+         "",
+         UCOL_QUATERNARY,
+         UCOL_SHIFTED,
+         {{UCOL_CASE_FIRST, UCOL_LOWER_FIRST}}},
+        {"Locale=de;SortType=phonebook;Case=yes;Accent=yes", "de@collation=phonebook", UCOL_TERTIARY,
+         UCOL_NON_IGNORABLE, upper},
+        {"Locale=sv;Case=yes;Accent=yes", "sv", UCOL_TERTIARY, UCOL_NON_IGNORABLE, upper},
+        {"Locale=ja;Accent=yes", "ja", UCOL_SECONDARY, UCOL_NON_IGNORABLE, {}},
+        {"Locale=es;SortType=traditional;Accent=yes",
+         "es@collation=traditional",
+         UCOL_SECONDARY,
+         UCOL_NON_IGNORABLE,
+         {}},
+    };
+    return all;
+}
+
+// ICU's own collator, made by ICU's own means.
+struct CollatorCloser {
+    void operator()(UCollator * collator) const { ucol_close(collator); }
+};
+std::unique_ptr<UCollator, CollatorCloser> open_collator(const a_tailoring & tailoring)
+{
+    UErrorCode error = U_ZERO_ERROR;
+    std::unique_ptr<UCollator, CollatorCloser> collator(ucol_open(tailoring.locale, &error));
+    ucol_setStrength(collator.get(), tailoring.strength);
+    ucol_setAttribute(collator.get(), UCOL_ALTERNATE_HANDLING, tailoring.alternate, &error);
+    for (const auto & [attribute, value] : tailoring.more) {
+        ucol_setAttribute(collator.get(), attribute, value, &error);
+    }
+    EXPECT_TRUE(U_SUCCESS(error)) << tailoring.options;
+    return collator;
+}
+
+std::string icu_key(const UCollator * collator, const icu::UnicodeString & text)
+{
+    a_byte key[4000];
+    const int32_t length = ucol_getSortKey(collator, text.getBuffer(), text.length(), key, sizeof key);
+    return {reinterpret_cast<const char *>(key), static_cast<size_t>(length)};
+}
+
+int sign(int order)
+{
+    return (order > 0) - (order < 0);
+}
+
+void check_texts(const UTCollation & uca, const UCollator * collator, Texts & texts)
+{
+    for (int i = 0; i < 1500; i++) {
+        const a_text t1 = texts.next();
+        const a_text t2 = texts.near(t1);
+        ASSERT_EQ(sign(uca.trancmp(t1.bytes.data(), t1.bytes.size(), t2.bytes.data(), t2.bytes.size())),
+                  ucol_strcoll(collator, t1.unicode.getBuffer(), t1.unicode.length(), t2.unicode.getBuffer(),
+                               t2.unicode.length()))
+            << t1.bytes << " " << t2.bytes;
+        a_byte key[4000];
+        const size_t length = uca.sortkey_prefix(
+            key, sizeof key, reinterpret_cast<const a_byte *>(t1.bytes.data()), t1.bytes.size());
+        ASSERT_EQ(std::string(reinterpret_cast<char *>(key), length), icu_key(collator, t1.unicode))
+            << t1.bytes;
+    }
+}
+
+TEST(IcuConformance, OrderAndKeysAreIcusInEveryTailoring)
+{
+    LocaleWithBuiltIcu locale;
+    const std::vector<Entry> all = entries();
+    if (!locale.has_icu() || all.empty()) {
+        GTEST_SKIP() << "no ICU was built, or no unicode-data";
+    }
+    ASSERT_GT(all.size(), 30000U);
+    for (const char * label : {"UTF-8", "windows-1252", "ISO-8859-7", "KOI8-R", "windows-1256"}) {
+        const CharsetInfo * const charset = UTLocale::GetCharsetInfoFromLabel(label, CS_STD_ANY);
+        Texts texts(all, *charset);
+        for (const a_tailoring & tailoring : tailorings()) {
+            SCOPED_TRACE(std::string(label) + " " + tailoring.options);
+            UTCollation uca(nullptr);
+            const UTCollationTailoring options(tailoring.options);
+            ASSERT_TRUE(uca.set_collation(&locale, UTLocale::GetCollationInfoFromLabel("UCA"), charset,
+                                          nullptr, options, FALSE));
+            check_texts(uca, open_collator(tailoring).get(), texts);
+        }
+    }
+}
+
+} // namespace
