@@ -10,10 +10,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <span>
 #include <vector>
 
 #include "utils/locale/csconvert.h"
+#include "utils/locale/uticu.h"
 #include "utils/locale/utlocale.h"
 
 namespace {
@@ -122,9 +124,24 @@ a_result convert_in_pieces(CharsetConverter & conv, View text, View schedule)
     return {conversion.output(), conv.encountered().get(), false, false};
 }
 
+} // namespace
+
+// Takes away what ICU build the locale has found. Whether there is one depends on what has been built; and
+// ICU keeps in its handle what a piece cuts, which a last call without room then loses.
+struct UTLocaleInspector {
+    static void unbind_icu(UTLocale & locale)
+    {
+        locale._icu->~UTICU();
+        new (locale._icu) UTICU(nullptr);
+    }
+};
+
+namespace {
+
 UTLocale & locale()
 {
     static UTLocale the_locale;
+    [[maybe_unused]] static const bool is_unbound = (UTLocaleInspector::unbind_icu(the_locale), true);
     return the_locale;
 }
 

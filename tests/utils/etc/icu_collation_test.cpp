@@ -138,11 +138,12 @@ TEST(IcuCollation, WhatCantCompareSaysSmallerInSingleBytesAndAssertsElsewhere)
     LocaleWithFakeIcu fake;
     const Uca none(without, "windows-1252", "");
     const Uca not_opened(fake, "windows-1252", "Locale=missing");
+    const char * const letter = "a";
     for (const Uca * uca : {&none, &not_opened}) {
         EXPECT_TRUE(uca->result());
         EXPECT_EQ(uca->compare("b", "a"), -1);
         EXPECT_EQ(uca->compare("a", "a"), -1);
-        EXPECT_FALSE(uca->is_prefix("a", "a" + 1, "a", "a" + 1, nullptr));
+        EXPECT_FALSE(uca->is_prefix(letter, letter + 1, letter, letter + 1, nullptr));
         EXPECT_EQ(uca->hist_hash("", 0, 0, 8), 0.0);
     }
     char upper[4] = "xyz";
@@ -468,9 +469,11 @@ TEST(IcuCollation, APrefixMatchesByCharacters)
                   row.end >= 0);
         EXPECT_EQ(end, row.end >= 0 ? row.text + row.end : &untouched) << row.prefix;
     }
+    const char * const text = "\xC3\xA9";
     const char * left1 = nullptr;
     const char * left2 = nullptr;
-    EXPECT_EQ(sign(uca.compare_character("\xC3\xA9", "\xC3\xA9" + 1, &left1, "a", "a", &left2)), 1);
+    EXPECT_EQ(sign(uca.compare_character(text, text + 1, &left1, text, text, &left2)), 1) << "with nothing";
+    EXPECT_TRUE(left1 == text + 1 && left2 == text) << "not behind what is there";
 }
 
 TEST(IcuCollation, ACharacterIsClassifiedByItsCodePoint)
