@@ -180,20 +180,6 @@ TEST_F(PlainServers, WrongPop3PasswordMakesNoLink)
     }
 }
 
-TEST_F(PlainServers, RefusedRecipientLeavesTheSessionGoodForTheNextMessage)
-{
-    const std::string box = "box06";
-    clean(box);
-    LoadedLink link(settings_for(servers, box));
-    ASSERT_TRUE(opens(link, box));
-    EXPECT_EQ(link.send("nobody@example.test", "text"), MSG_FAILURE);
-    EXPECT_EQ(link.count_reports("RCPT TO:<nobody@example.test>"), 5);
-    EXPECT_EQ(link.count_reports("RSET"), 5);
-    const int hellos = link.count_reports("EHLO");
-    EXPECT_EQ(round_trip(link, box, "next"), "\r\nnext\r\n");
-    EXPECT_EQ(link.count_reports("EHLO"), hellos);
-}
-
 TEST_F(PlainServers, TextThatLooksLikeMailSyntaxComesBackAsText)
 {
     const std::string box = "box07";
@@ -310,23 +296,6 @@ TEST_F(PlainServers, OrdinaryMailIsLeftAlone)
         link.close();
         EXPECT_EQ(e2e::mails_in(servers, box), 3);
     }
-}
-
-TEST_F(PlainServers, MailWithoutAMessageIdIsKnownByItsUidl)
-{
-    const std::string box = "box12";
-    clean(box);
-    ASSERT_TRUE(e2e::put_mail(servers, box, "Subject: -Orv-Relays-\n\nno id\n"));
-    LoadedLink link(settings_for(servers, box));
-    ASSERT_TRUE(opens(link, box));
-    HMSG msg = nullptr;
-    ASSERT_EQ(link.receive(&msg), MSG_SUCCESS);
-    EXPECT_EQ(link.content(msg), "\r\nno id"); // no link has sent it, so its last line end is the mark's
-    HMSG second = nullptr;
-    EXPECT_EQ(link.receive(&second), MSG_NO_MESSAGE) << "the same mail was handed out twice";
-    EXPECT_EQ(link.remove(msg), MSG_SUCCESS);
-    link.close();
-    EXPECT_EQ(e2e::mails_in(servers, box), 0);
 }
 
 } // namespace

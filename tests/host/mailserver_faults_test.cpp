@@ -173,17 +173,4 @@ TEST_F(Faults, CountBytesOverAllConnectionsOrOverTheOneTheyName)
     EXPECT_EQ(smtp()->rest(), "220");
 }
 
-TEST_F(Faults, KeepDeletionsBackWhenTheConnectionBreaksBeforeQuit)
-{
-    memory->put("alice", "m\r\n", "id");
-    faults({{.verb = "QUIT", .times = 1, .hang_up = HangUp::BeforeAction},
-            {.verb = "QUIT", .times = 1, .hang_up = HangUp::BeforeReply}});
-    for (const size_t left : {1U, 0U}) {
-        auto client = inbox();
-        EXPECT_EQ(client->ask("DELE 1"), "+OK");
-        EXPECT_EQ(client->ask("QUIT"), "(end)");
-        EXPECT_EQ(memory->mails("alice").size(), left);
-    }
-}
-
 } // namespace

@@ -45,30 +45,6 @@ TEST(SupportedAuth, OnlyWholeKeywordsAndMechanismsCount)
     }
 }
 
-TEST(Challenge, IsWhatStandsBehindTheCodeWithoutWhiteSpaceAroundIt)
-{
-    const std::string longest(509 - 4, 'a');
-    const struct {
-        std::string line;
-        std::string challenge;
-    } rows[] = {
-        {"334 PDE4=", "PDE4="},
-        {"334-PDE4", "-PDE4"},
-        {"334 \t PDE4 \t ", "PDE4"},
-        {"334 two words ", "two words"},
-        {"334 ", ""},
-        {"334", ""},
-        {"334 \v\f ", ""},
-        {"334 " + longest, longest},
-    };
-    for (const auto & row : rows) {
-        std::vector<char> line(row.line.begin(), row.line.end());
-        std::vector<char> challenge(CHALLENGE_SIZE, 'x');
-        grab_challenge(challenge.data(), line.data(), static_cast<unsigned int>(line.size()));
-        EXPECT_EQ(challenge.data(), row.challenge) << row.line;
-    }
-}
-
 TEST(Apop, TimestampNeedsItsThreeCharactersInTheirOrder)
 {
     const struct {

@@ -139,30 +139,6 @@ TEST(ProfileValues, BooleanWordsAreRecognisedWholeAndOthersGiveTheDefault)
     }
 }
 
-TEST(ProfileValues, OnlyANewValueIsWrittenAndToTheRightPlace)
-{
-    const struct {
-        const char * stored;
-        const char * value;
-        bool written;
-    } rows[] = {
-        {"a", "", true},
-        {"Secret", "sECRET", false},
-        {"Secret", "secret1", true},
-    };
-    for (const auto & row : rows) {
-        for (const a_bool use_volatile : {FALSE, TRUE}) {
-            HostProfile profile{{"key", row.stored}};
-            char old_value[10];
-            ProfileWriteIfNew(profile.access(), "key", row.value, old_value, sizeof(old_value), use_volatile);
-            std::vector<ProfileAccess> expected{{Kind::Read, "key", row.stored, sizeof(old_value)}};
-            if (row.written)
-                expected.push_back({use_volatile ? Kind::VolatileWrite : Kind::Write, "key", row.value, 0});
-            EXPECT_EQ(profile.accesses(), expected) << row.stored << " -> " << row.value;
-        }
-    }
-}
-
 TEST(ProfileValues, SerialIsTheStoredOneAndTheNextIsStoredAtOnce)
 {
     const struct {
