@@ -1,6 +1,7 @@
 #include "commands.h"
 #include "diagnosis.h"
 #include "exit_codes.h"
+#include "icu_build.h"
 
 #include <sys/stat.h>
 
@@ -74,6 +75,28 @@ void check_profile(const Options & options, Profile & profile, Diagnosis & diagn
     check_needed(profile, diagnosis);
 }
 
+// Without ICU a link works, but its texts may not come out in the user's character set.
+void check_icu(Diagnosis & diagnosis)
+{
+    constexpr const char * lost =
+        "without it texts lose letters in character sets other than UTF-8 and ISO 8859-1, "
+        "and collations that rest on ICU order nothing; VXDIR16 tells where to look";
+    const IcuBuild build = find_icu_build();
+    if (build.path.empty()) {
+        diagnosis.add(Verdict::note, "no ICU build found: liborvicu16_r.so", lost);
+        return;
+    }
+    const std::string text = "ICU found: " + build.path +
+                             (build.below.empty() ? "" : " over " + build.below) + ", with " +
+                             dataset_text(build.dataset);
+    constexpr int all_converters = 3;
+    if (build.dataset >= all_converters) {
+        diagnosis.add(Verdict::ok, text);
+    } else {
+        diagnosis.add(Verdict::note, text, lost);
+    }
+}
+
 void print_finding(const Options & options, Profile & profile, const Finding & finding)
 {
     const char * mark = finding.verdict == Verdict::ok     ? " ok "
@@ -104,6 +127,7 @@ int run_doctor(const Options & given)
         return code;
     }
     diagnosis.add(Verdict::ok, "library found: " + session.link_library().path() + ", all ten functions");
+    check_icu(diagnosis);
     code = session.load_profile(true);
     if (code != exit_ok) {
         return code;

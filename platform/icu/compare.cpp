@@ -70,12 +70,9 @@ size_t equal_bytes(const uint8_t * s1, const uint8_t * s2)
 
 // How many bytes two texts have in common at their beginning. Where it ends can't be foretold, so blocks are
 // compared without a branch on it.
-inline size_t common_length(const a_view & s1, const a_view & s2)
+[[gnu::always_inline]] inline size_t common_length(const a_view & s1, const a_view & s2)
 {
     const size_t shorter = std::min(s1.length, s2.length);
-    if (shorter == 0 || *s1.bytes != *s2.bytes) {
-        return 0;
-    }
     size_t at = 0;
     for (; at + 8 <= shorter; at += 8) {
         const size_t equal = equal_bytes(s1.bytes + at, s2.bytes + at);
@@ -106,8 +103,24 @@ UCollationResult compare_by_iterators(const UCollator * collator, UCharIteratorB
     return ucol_strcollIter(collator, &iter1, &iter2, error);
 }
 
-UCollationResult compare_utf8(const UCollator * collator, UCharIteratorBase & text1,
-                              UCharIteratorBase & text2, UErrorCode * error)
+// Have two texts anything in common at their beginning?
+bool begin_alike(const a_view & s1, const a_view & s2)
+{
+    return s1.length != 0 && s2.length != 0 && *s1.bytes == *s2.bytes;
+}
+
+UCollationResult compare_in_place(const UCollator * collator, const a_view & s1, const a_view & s2,
+                                  UErrorCode * error)
+{
+    return ucol_strcollUTF8(collator, reinterpret_cast<const char *>(s1.bytes),
+                            static_cast<int32_t>(s1.length), reinterpret_cast<const char *>(s2.bytes),
+                            static_cast<int32_t>(s2.length), error);
+}
+
+// UTF-8 that begins alike. Words that don't never come here, and their way is kept short: ICU orders them in
+// less than 20 ns.
+[[gnu::noinline]] UCollationResult compare_utf8(const UCollator * collator, UCharIteratorBase & text1,
+                                                UCharIteratorBase & text2, UErrorCode * error)
 {
     const a_view s1 = {text1.bytes(), text1.available()};
     const a_view s2 = {text2.bytes(), text2.available()};
@@ -115,16 +128,24 @@ UCollationResult compare_utf8(const UCollator * collator, UCharIteratorBase & te
     if (common == s1.length && common == s2.length) {
         return UCOL_EQUAL;
     }
-    while (common > 0 && (s1.is_trail_at(common) || s2.is_trail_at(common))) {
-        --common;
+    // Trailing bytes aren't simple, so a whole character of each is looked at only where it has to be.
+    bool may_skip = s1.is_simple_at(common) && s2.is_simple_at(common);
+    if (!may_skip) {
+        while (common > 0 && (s1.is_trail_at(common) || s2.is_trail_at(common))) {
+            --common;
+        }
+        may_skip = common == 0 || (s1.is_simple_at(common) && s2.is_simple_at(common));
     }
-    const bool may_skip = common == 0 || (s1.is_simple_at(common) && s2.is_simple_at(common));
     if (!may_skip && !has_plain_rules(collator, error)) {
         return compare_by_iterators(collator, text1, text2, true, error);
     }
-    return ucol_strcollUTF8(collator, reinterpret_cast<const char *>(s1.bytes),
-                            static_cast<int32_t>(s1.length), reinterpret_cast<const char *>(s2.bytes),
-                            static_cast<int32_t>(s2.length), error);
+    return compare_in_place(collator, s1, s2, error);
+}
+
+[[gnu::noinline]] UCollationResult compare_pieces(const UCollator * collator, UCharIteratorBase & text1,
+                                                  UCharIteratorBase & text2, UErrorCode * error)
+{
+    return compare_by_iterators(collator, text1, text2, !has_plain_rules(collator, error), error);
 }
 
 // Texts that go through the map on the stack.
@@ -183,10 +204,13 @@ UCollationResult ucol_strcollIter_3_4(const UCollator * collator, an_icu_iterato
     }
     UCharIteratorBase & text1 = *iterator_in(iter1);
     UCharIteratorBase & text2 = *iterator_in(iter2);
-    // ICU compares UTF-8 in place several times as fast as through an iterator.
-    if (text1.is_untouched_utf8() && text2.is_untouched_utf8()) {
-        return compare_utf8(collator, text1, text2, error);
+    if (!text1.is_untouched_utf8() || !text2.is_untouched_utf8()) {
+        return compare_pieces(collator, text1, text2, error);
     }
-    return compare_by_iterators(collator, text1, text2, !has_plain_rules(collator, error), error);
+    // ICU compares UTF-8 in place several times as fast as through an iterator.
+    const a_view s1 = {text1.bytes(), text1.available()};
+    const a_view s2 = {text2.bytes(), text2.available()};
+    return begin_alike(s1, s2) ? compare_utf8(collator, text1, text2, error)
+                               : compare_in_place(collator, s1, s2, error);
 }
 }
