@@ -674,8 +674,8 @@ size_t ICUCollation::sortkey_prefix(a_byte * dest, size_t dest_size, UTBufferedI
 {
     size_t piece_size = 0;
     const a_byte * piece = src.get_piece(&piece_size);
-    // A piece that ends just about where the build's view does tells neither where its last character ends nor
-    // that the string goes on: the form above reads on.
+    // A piece that ends just about where the build's view does tells neither where its last character ends
+    // nor that the string goes on: the form above reads on.
     bool is_insufficient = src_size > ICU_BYTES && piece_size > SURE_BYTES && piece_size <= ICU_BYTES;
     size_t len = 0;
     if (!is_insufficient) {
