@@ -28,11 +28,11 @@ bool has_plain_rules(const UCollator * collator, UErrorCode * error)
 // Can texts that begin to differ with this character be compared from there on under any rules? It has a
 // primary weight, punctuation ignored or not, so it decides for itself what becomes of what follows, and it
 // joins with nothing before it but what ICU steps back over. So are the characters of some blocks without
-// marks: ASCII from the blank on, Latin letters, Greek, the first half of Cyrillic, Han, and Hangul but for
-// its ends.
+// marks: ASCII from the blank on but for the digits, Latin letters, Greek, the first half of Cyrillic, Han,
+// and Hangul but for its ends.
 bool is_simple(UChar unit)
 {
-    return (unit >= 0x20 && unit < 0x7F) || (unit >= 0xC0 && unit < 0x280) ||
+    return (unit >= 0x20 && unit < 0x30) || (unit >= 0x3A && unit < 0x7F) || (unit >= 0xC0 && unit < 0x280) ||
            (unit >= 0x380 && unit < 0x480) || (unit >= 0x4000 && unit < 0xA000) ||
            (unit >= 0xB000 && unit < 0xD000);
 }
@@ -41,9 +41,9 @@ bool is_simple(UChar unit)
 constexpr std::array<bool, 256> SIMPLE_LEAD_BYTES = [] {
     std::array<bool, 256> simple{};
     for (unsigned byte = 0; byte < simple.size(); byte++) {
-        simple[byte] = (byte >= 0x20 && byte < 0x7F) || (byte >= 0xC3 && byte < 0xCA) ||
-                       (byte >= 0xCE && byte < 0xD2) || (byte >= 0xE4 && byte < 0xEA) || byte == 0xEB ||
-                       byte == 0xEC;
+        simple[byte] = (byte >= 0x20 && byte < 0x30) || (byte >= 0x3A && byte < 0x7F) ||
+                       (byte >= 0xC3 && byte < 0xCA) || (byte >= 0xCE && byte < 0xD2) ||
+                       (byte >= 0xE4 && byte < 0xEA) || byte == 0xEB || byte == 0xEC;
     }
     return simple;
 }();

@@ -253,6 +253,7 @@ TEST(CollationEntry, CommonBeginningIsntForgotten)
         {"", {{UCOL_ALTERNATE_HANDLING, UCOL_SHIFTED}}, u"\u247B\u009E", u"\u247B\uA980"},
         {"", {{UCOL_ALTERNATE_HANDLING, UCOL_SHIFTED}}, u"\u104C\u08D1", u"\u104C\U00010F4D"},
         {"th", {{UCOL_NUMERIC_COLLATION, UCOL_ON}}, u"\u3237\uFE7E", u"\u3237\u1807"},
+        {"", {{UCOL_NUMERIC_COLLATION, UCOL_ON}}, u"4\u06F00", u"4\u06F0\u4E0C"},
         {"fr_CA", {}, u"\u1F8A\u20DE", u"\u1F8A\U000E0077"},
     };
     for (const a_row & row : rows) {
