@@ -14,17 +14,14 @@
 #include <vector>
 
 #include "support/mail_stage.h"
+#include "support/sanitized.h"
 
 namespace {
 
 using namespace mailserver;
 using support::PATIENCE;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr uint64_t STEP = 7; // bytes from one fault to the next; under a sanitizer each run takes longer
-#else
-constexpr uint64_t STEP = 1;
-#endif
+constexpr uint64_t STEP = support::SANITIZED ? 7 : 1; // bytes from one fault to the next
 
 // The ways in which a connection ends at a byte.
 struct Cut {

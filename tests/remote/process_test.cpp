@@ -19,6 +19,7 @@
 
 #include "support/loaded_library.h"
 #include "support/mail_stage.h"
+#include "support/sanitized.h"
 
 namespace {
 
@@ -27,12 +28,7 @@ using support::CallbackRecorder;
 using support::HostProfile;
 using support::LoadedLibrary;
 using support::PATIENCE;
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool SANITIZED = true; // memory isn't the C library's then, and stays behind what is unloaded
-#else
-constexpr bool SANITIZED = false;
-#endif
+using support::SANITIZED; // what is unloaded leaves something behind then
 
 constexpr std::chrono::milliseconds QUIET_AFTER_REPORT{700}; // far longer than a fork takes
 

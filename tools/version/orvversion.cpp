@@ -73,7 +73,7 @@ std::string for_terminal(std::string_view text, size_t column)
     for (const char c : text) {
         if (c == '\n') {
             result += '\n' + std::string(column, ' ');
-        } else if (static_cast<unsigned char>(c) < ' ' || c == '\x7F') {
+        } else if (c < ' ' || c > '~') { // C1 controls are among the bytes from 0x80 on
             std::array<char, 5> escape{};
             std::snprintf(escape.data(), escape.size(), "\\x%02X",
                           static_cast<unsigned>(static_cast<unsigned char>(c)));

@@ -1,15 +1,14 @@
 // Writes the version record of the library, as source: verrec OUTPUT.cpp MODULE MAJOR.MINOR.PATCH.BUILD
 //
 // Time and machine are those of the build, unless the environment says otherwise:
-//   SOURCE_DATE_EPOCH   seconds since 1970 (reproducible-builds.org): the time of the build. With it the
-//   machine
-//                       isn't asked for anything.
+//   SOURCE_DATE_EPOCH   the time of the build, in seconds since 1970 (reproducible-builds.org); with it
+//                       the machine isn't asked for anything
 //   ORV_BUILD_HOST      name of the build machine
 //   ORV_BUILD_UNAME     its system identification line
 // Times are in UTC. docs/version-record.md tells the form.
 //
-// Ends with 1, after a line on standard error and with no output file, if that can't be written or a variable
-// is no time.
+// Ends with 1, after a line on standard error and with no new output file, if that can't be written, a
+// variable is no time, or the record is too long.
 
 #include <array>
 #include <charconv>

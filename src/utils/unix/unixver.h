@@ -68,8 +68,8 @@ ssize_t __Get_dbversion_info_mem(const char * buffer, size_t size, tc * info);
 void __Clone_dbversion_info(const tc * old_info, tc * new_info);
 
 // Blanks the entry with the key `zap`, and each extension that a character of `xap` names, in the file that
-// `info` was read from; both may be null. FALSE: the file can't be opened for update, holds no longer what
-// `info` tells of, or can't be written; in the last case parts may be blank.
+// `info` was read from; both may be null. FALSE: the file can't be opened for update, holds fewer bytes there
+// than `info` tells of, or can't be written; in the last case parts may be blank.
 [[nodiscard]] a_bool __Zap_dbversion_info(const char * fname, const tc * info, char * zap, char * xap);
 
 // The four numbers of a file's version; of a key that comes twice, the later one. FALSE, and none is set: the

@@ -18,19 +18,8 @@
 #include <thread>
 #include <vector>
 
+#include "support/sanitized.h"
 #include "utils/lang/utlanginit.h"
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool sanitized = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr bool sanitized = true;
-#else
-constexpr bool sanitized = false;
-#endif
-#else
-constexpr bool sanitized = false;
-#endif
 
 namespace {
 
@@ -329,7 +318,7 @@ TEST_F(Report, ForkWaitsForTheReportOfAnotherThreadAndLeavesTheLockFree)
 
 TEST_F(Report, WithoutMemoryTheTemplateGoesOutBareAndLaterReportsRecover)
 {
-    if (sanitized) {
+    if (support::SANITIZED) {
         GTEST_SKIP() << "sanitizers need the address space that this test takes away";
     }
     const pid_t child = fork();
