@@ -136,10 +136,10 @@ int32_t ucol_getSortKeyPrefixUTF8(const UCollator * collator, const char * text,
     const size_t size = size_of(text, length);
     const a_key_buffer key(dest, dest_size);
     if (text_is_complete != 0 && size <= STACK_UNITS) {
-        UChar units[STACK_UNITS]; // no byte makes more than one
+        UChar units[STACK_UNITS + 1]; // no byte makes more than one; without a terminator there is a warning
         int32_t count = 0;
-        u_strFromUTF8WithSub(units, STACK_UNITS, &count, text, static_cast<int32_t>(size), 0xFFFD, nullptr,
-                             error);
+        u_strFromUTF8WithSub(units, STACK_UNITS + 1, &count, text, static_cast<int32_t>(size), 0xFFFD,
+                             nullptr, error);
         return U_SUCCESS(*error) ? key_of_units(collator, units, count, key, error) : 0;
     }
     FragmentedUTF8Iterator iter(bytes_of(text), size, size, nullptr, nullptr);

@@ -90,8 +90,12 @@ a_bool UTResFile::Open(const char * language, a_bool vx)
 
 a_bool UTResFile::Open(const LanguageInfo * langinfo, a_bool vx)
 {
+    if (langinfo == nullptr) {
+        return FALSE;
+    }
     char path[PATH_SIZE] = "";
-    if (!FindResourceFile(path, sizeof(path), langinfo, vx) || !Open(path)) {
+    (void)FindResourceFile(path, sizeof(path), langinfo, vx); // what isn't found can't be opened
+    if (!Open(path)) {
         return FALSE;
     }
     _langinfo = langinfo;

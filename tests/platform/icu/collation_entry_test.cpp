@@ -238,6 +238,16 @@ TEST(CollationEntry, EveryStringOfAllKeysComparesAndKeysAsInUTF16)
     }
 }
 
+TEST(CollationEntry, LongestTextIsKeyedWithoutAWarning)
+{
+    const a_collator collator = Open(TAILORINGS[0]);
+    for (const size_t size : {1023, 1024, 1025}) {
+        EXPECT_EQ(KeyOfUTF8(collator.get(), std::string(size, 'a'), 8000),
+                  ReferenceKey(collator.get(), std::u16string(size, u'a')))
+            << size;
+    }
+}
+
 // Pairs that ICU's own comparing puts in another order than their keys.
 TEST(CollationEntry, CommonBeginningIsntForgotten)
 {

@@ -270,6 +270,9 @@ TEST_F(Mapped, OpeningAgainClosesWhatWasOpen)
     ASSERT_TRUE(open(resource_file({{8, "new"}})));
     EXPECT_EQ(get(_file, 7), "(none)");
     EXPECT_EQ(get(_file, 8), "new");
+    EXPECT_FALSE(_file.Open("Thai", TRUE)); // nothing is installed of that family
+    EXPECT_TRUE(ResFileInspector::is_empty(_file));
+    ASSERT_TRUE(open(resource_file({{8, "new"}})));
     EXPECT_FALSE(_file.Open(_folder.path("nothing").c_str()));
     EXPECT_TRUE(ResFileInspector::is_empty(_file));
     EXPECT_EQ(get(_file, 8), "(none)");
