@@ -186,4 +186,31 @@ TEST(IcuConverter, NoOutputStaysBehindInIcu)
     }
 }
 
+// Pending output fills the destination of the last call to the byte, while ICU holds half a character.
+TEST(IcuConverter, ACutCharacterSurvivesAFullDestination)
+{
+    LocaleWithBuiltIcu built;
+    if (!built.has_icu()) {
+        GTEST_SKIP() << "no ICU was built";
+    }
+    for (const bool stops : {false, true}) {
+        CharsetConverter conv(&built, built.UTF16LE(), charset("EUC-JP"));
+        conv.stop_at().set(stops ? ILLEGAL : 0);
+        PivotBuffer pivot;
+        const a_byte input[] = {'a', 'b', 0xCB};
+        a_byte area[12] = {};
+        const void * src = input;
+        void * dest = area;
+        EXPECT_EQ(conv.ContinueConvert(pivot, &dest, area + 2, &src, input + 3, FALSE),
+                  ORV_CONV_DST_BUFFER_OVERRUN);
+        ASSERT_EQ(src, input + 3);
+        EXPECT_EQ(conv.ContinueConvert(pivot, &dest, area + 4, &src, input + 3, TRUE),
+                  stops ? ORV_CONV_TRUNCATED_CHARACTER : ORV_CONV_DST_BUFFER_OVERRUN);
+        EXPECT_EQ(conv.ContinueConvert(pivot, &dest, area + 12, &src, input + 3, TRUE), ORV_CONV_OK);
+        EXPECT_EQ(Bytes(area, static_cast<a_byte *>(dest)),
+                  stops ? (Bytes{'a', 0, 'b', 0}) : (Bytes{'a', 0, 'b', 0, 0x1A, 0}));
+        EXPECT_EQ(conv.encountered().get(), ILLEGAL);
+    }
+}
+
 } // namespace

@@ -306,8 +306,21 @@ TEST(RestartableConversion, ACallWithoutRoomOrInputAsksNothing)
     const void * src = area;
     EXPECT_EQ(conv.ContinueConvert(pivot, &dest, area + sizeof(area), &src, src, FALSE), ORV_CONV_OK);
     EXPECT_EQ(conv.ContinueConvert(pivot, &dest, area, &src, area + 1, TRUE), ORV_CONV_DST_BUFFER_OVERRUN);
-    EXPECT_EQ(conv.ContinueConvert(pivot, &dest, area, &src, src, TRUE), ORV_CONV_OK);
     EXPECT_EQ(conv.calls(), 0u);
+}
+
+// A converter that keeps a cut character to itself is told of the end even where nothing fits any more.
+TEST(RestartableConversion, TheEndOfAllInputIsToldWithoutRoom)
+{
+    ScriptedConverter conv({{0, 2, ORV_CONV_OK}});
+    PivotBuffer pivot;
+    a_byte area[8];
+    void * dest = area;
+    const void * src = area;
+    EXPECT_EQ(conv.ContinueConvert(pivot, &dest, area, &src, src, TRUE), ORV_CONV_DST_BUFFER_OVERRUN);
+    EXPECT_EQ(conv.passes(), (std::vector<ScriptedConverter::a_given>{{0, TRUE}}));
+    EXPECT_EQ(conv.ContinueConvert(pivot, &dest, area + sizeof(area), &src, src, TRUE), ORV_CONV_OK);
+    EXPECT_EQ(static_cast<a_byte *>(dest) - area, 2);
 }
 
 TEST(RestartableConversion, TheEndIsToldOnlyWithTheLastOfTheInput)
