@@ -66,7 +66,8 @@ public:
     [[nodiscard]] a_bool IsOpen() const { return _is_open; }
     // Of the strings; null if the file doesn't say.
     [[nodiscard]] const CharsetInfo * GetSrcCharset() const { return _src_csinfo; }
-    // The language that the file was opened by; null if it was opened in another way.
+    // The last one that a file was opened by, also where another was opened in another way since; null if
+    // none was.
     [[nodiscard]] const LanguageInfo * GetLanguage() const { return _langinfo; }
     // Of the strings; 0 if the file doesn't say.
     [[nodiscard]] uint32 GetVersion();

@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "utils/etc/fileutil.h"
 #include "utils/etc/posixio.h"
 #include "utils/lang/wlangnam.h"
 #include "utils/locale/utlocale.h"
@@ -122,7 +121,7 @@ a_bool read_cvf_map(FILE * file, a_byte * upper128, const CharsetInfo * dest_csi
 a_bool UTLocale::read_cvf_conversion_table(a_byte * upper128, const CharsetInfo * dest_csinfo,
                                            const CharsetInfo * src_csinfo)
 {
-    char path[PATH_BUFFER_SIZE];
+    char path[4096];
     if (LS_QualifyOrvAnyFile(LS_RESOURCE, CVF_FILE_NAME, path, sizeof(path), defaultQualifyCB, 0) == 0) {
         return FALSE;
     }
