@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <emmintrin.h>
 #include <iterator>
 #include <limits>
 
@@ -145,55 +146,56 @@ private:
     // How much is written again where one byte of it needs an escape.
     static constexpr size_t RUN_SIZE = 64;
 
-    static constexpr size_t BLOCK_SIZE = sizeof(uint64);
-    static constexpr unsigned PAST_BYTE = 0x100;
-
-    // Writes a run as if none of its bytes needed an escape and looks only then, so that there is no branch
-    // for each byte. False: one did, and nothing has been put.
+    // Writes a run, which isn't empty, as if none of its bytes needed an escape and looks only then, so that
+    // there is no branch for each byte. False: one did, and nothing has been put.
     bool put_unescaped(const a_byte * sortpos, const a_byte * src, size_t len)
     {
-        a_byte * to = end();
-        unsigned seen = 0;
-        if (len < BLOCK_SIZE) {
-            for (size_t i = 0; i < len; i++) {
-                seen |= put_at(to + i, sortpos[src[i]]);
-            }
-        } else {
-            for (size_t i = 0; i < len - BLOCK_SIZE; i += BLOCK_SIZE) {
-                seen |= put_block(to + i, sortpos, src + i);
-            }
-            // May overlap the one before: it writes the same bytes there.
-            seen |= put_block(to + len - BLOCK_SIZE, sortpos, src + len - BLOCK_SIZE);
-        }
-        if ((seen & PAST_BYTE) != 0) {
+        const uint64 escaped = len >= sizeof(uint64)   ? put_words<uint64>(end(), sortpos, src, len)
+                               : len >= sizeof(uint32) ? put_words<uint32>(end(), sortpos, src, len)
+                                                       : put_words<a_byte>(end(), sortpos, src, len);
+        if (escaped != 0) {
             return false;
         }
         bump(len);
         return true;
     }
 
-    // PAST_BYTE is set in the result if the value needs an escape.
-    static unsigned put_at(a_byte * to, unsigned v)
+    // Of at least one word. The last one may overlap the one before: it writes the same bytes there. The
+    // result is that of to_escape.
+    template<typename Word>
+    static uint64 put_words(a_byte * to, const a_byte * sortpos, const a_byte * src, size_t len)
     {
-        *to = static_cast<a_byte>(v + 1);
-        return v + (PAST_BYTE - FIRST_ESCAPED);
+        const size_t last = len - sizeof(Word);
+        uint64 escaped = put_word<Word>(to + last, sortpos, src + last);
+        for (size_t i = 0; i < last; i += sizeof(Word)) {
+            escaped |= put_word<Word>(to + i, sortpos, src + i);
+        }
+        return escaped;
     }
 
-    // Eight at a time, with one load and one store.
-    static unsigned put_block(a_byte * to, const a_byte * sortpos, const a_byte * src)
+    // With one load and one store.
+    template<typename Word> static uint64 put_word(a_byte * to, const a_byte * sortpos, const a_byte * src)
     {
-        const auto bytes = load<uint64>(src);
+        constexpr uint64 ONES = 0x0101010101010101;
+        const uint64 bytes = load<Word>(src);
         uint64 positions = 0;
-        unsigned seen = 0;
-        for (unsigned shift = 0; shift < 64; shift += 8) {
-            const uint64 v = sortpos[(bytes >> shift) & 0xFF];
-            positions |= v << shift;
-            seen |= static_cast<unsigned>(v) + (PAST_BYTE - FIRST_ESCAPED);
+        for (unsigned shift = 0; shift < 8 * sizeof(Word); shift += 8) {
+            positions |= uint64{sortpos[(bytes >> shift) & 0xFF]} << shift;
         }
-        // No byte carries into the next one, or else the run is written again.
-        const uint64 encoded = positions + 0x0101010101010101U;
+        const auto encoded =
+            static_cast<Word>(positions + ONES); // no carry, or else the run is written again
         memcpy(to, &encoded, sizeof(encoded));
-        return seen;
+        return to_escape(positions);
+    }
+
+    // Not 0 if one of eight values needs an escape: its high bit is set, and adding 2 to the others sets it
+    // again.
+    static uint64 to_escape(uint64 values)
+    {
+        static_assert(FIRST_ESCAPED == 0xFE);
+        constexpr uint64 HIGH_BITS = 0x8080808080808080;
+        constexpr uint64 TWOS = 0x0202020202020202;
+        return values & ((values & ~HIGH_BITS) + TWOS) & HIGH_BITS;
     }
 };
 
@@ -216,55 +218,84 @@ public:
     size_t put_leads(const a_byte *, const a_byte *, size_t) { return 0; }
 };
 
-// The `size` bytes at `p`, below 8, as the low bytes of a word, read by loads that may overlap.
-uint64 load_few(const a_byte * p, size_t size)
+__m128i load_block(const a_byte * p)
 {
-    if (size >= 4) {
-        const uint64 high = load<uint32>(p + size - 4);
-        return load<uint32>(p) | high << 8 * (size - 4);
+    return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+}
+
+// The bits of the bytes at which sixteen bytes of the strings differ.
+unsigned differing_bytes(__m128i s1, __m128i s2)
+{
+    return 0xFFFFU ^ static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(s1, s2)));
+}
+
+constexpr size_t BLOCK = 16;
+constexpr size_t QUARTER = BLOCK / 4;
+
+// As `condition ? a : b`, for conditions that can't be foreseen: the compiler would make a branch of that.
+template<typename Number> Number choose(bool condition, Number a, Number b)
+{
+    return b ^ ((a ^ b) & (Number{0} - Number{condition}));
+}
+
+size_t lesser(size_t a, size_t b)
+{
+    return choose(a < b, a, b);
+}
+
+// The bytes of a string of QUARTER to BLOCK bytes, of which the last ones may be there more than once: its
+// quarters begin at these places.
+__m128i load_quarters(const a_byte * p, size_t second, size_t third, size_t last)
+{
+    const auto quarter = [p](size_t at) { return _mm_cvtsi32_si128(static_cast<int>(load<uint32>(p + at))); };
+    return _mm_unpacklo_epi64(_mm_unpacklo_epi32(quarter(0), quarter(second)),
+                              _mm_unpacklo_epi32(quarter(third), quarter(last)));
+}
+
+// The first place at which strings of QUARTER to BLOCK bytes differ; `len` if there is none. Most strings are
+// words and names, and neither their lengths nor the places where they differ can be foreseen: a branch on
+// either costs more than all this.
+size_t first_difference_short(const a_byte * s1, const a_byte * s2, size_t len)
+{
+    const size_t last = len - QUARTER;
+    const size_t second = lesser(QUARTER, last);
+    const size_t third = lesser(2 * QUARTER, last);
+    const unsigned differing =
+        differing_bytes(load_quarters(s1, second, third, last), load_quarters(s2, second, third, last));
+    const size_t place = static_cast<size_t>(__builtin_ctz(differing | 1U << BLOCK));
+    // Without a difference the place is that of a fifth quarter, behind the last one.
+    const size_t quarter = lesser(place & ~(QUARTER - 1), last + (place & BLOCK) / 4);
+    return quarter + (place & (QUARTER - 1));
+}
+
+// The same for BLOCK to two BLOCKs.
+size_t first_difference_medium(const a_byte * s1, const a_byte * s2, size_t len)
+{
+    const size_t last = len - BLOCK;
+    const uint64 differing = differing_bytes(load_block(s1), load_block(s2)) |
+                             uint64{differing_bytes(load_block(s1 + last), load_block(s2 + last))} << BLOCK;
+    const size_t place = static_cast<size_t>(__builtin_ctzll(differing | uint64{1} << 2 * BLOCK));
+    return place + choose<size_t>(place < BLOCK, 0, last - BLOCK);
+}
+
+// The first place at which the strings differ; `len` if there is none.
+size_t first_difference(const a_byte * s1, const a_byte * s2, size_t len)
+{
+    size_t at = 0;
+    if (len < QUARTER) {
+        for (; at < len && s1[at] == s2[at]; at++) {
+        }
+        return at;
     }
-    if (size >= 2) {
-        const uint64 high = load<uint16>(p + size - 2);
-        return load<uint16>(p) | high << 8 * (size - 2);
-    }
-    return size == 1 ? *p : 0;
-}
-
-// The place of the lowest byte that isn't zero, which is the first one in memory on a little-endian machine.
-size_t first_byte(uint64 word)
-{
-    return static_cast<size_t>(__builtin_ctzll(word)) / 8;
-}
-
-uint64 difference_at(const a_byte * s1, const a_byte * s2, size_t at)
-{
-    return load<uint64>(s1 + at) ^ load<uint64>(s2 + at);
-}
-
-constexpr size_t BLOCK = sizeof(uint64);
-
-// The first place from `at` on, which is below `len`, at which the strings differ; `len` if there is none.
-// Most strings are words and names, and on these the end of a loop is what costs: the last two blocks, which
-// may overlap, take none.
-size_t first_difference(const a_byte * s1, const a_byte * s2, size_t at, size_t len)
-{
     for (; len - at > 2 * BLOCK; at += BLOCK) {
-        const uint64 differing = difference_at(s1, s2, at);
+        const unsigned differing = differing_bytes(load_block(s1 + at), load_block(s2 + at));
         if (differing != 0) {
-            return at + first_byte(differing);
+            return at + static_cast<size_t>(__builtin_ctz(differing));
         }
     }
-    if (len < BLOCK) {
-        const uint64 differing = load_few(s1 + at, len - at) ^ load_few(s2 + at, len - at);
-        return differing != 0 ? at + first_byte(differing) : len;
-    }
-    const size_t last = len - BLOCK;
-    const size_t behind = at > last ? at - last : 0; // bytes of the last block that lie in front of `at`
-    const uint64 in_first = difference_at(s1, s2, at - behind) >> 8 * behind;
-    const uint64 in_last = difference_at(s1, s2, last) >> 8 * behind;
-    const size_t base = in_first != 0 ? at : last + behind;
-    const uint64 differing = in_first != 0 ? in_first : in_last;
-    return differing != 0 ? base + first_byte(differing) : len;
+    const size_t left = len - at;
+    return at + (left > BLOCK ? first_difference_medium(s1 + at, s2 + at, left)
+                              : first_difference_short(s1 + at, s2 + at, left));
 }
 
 } // namespace
@@ -362,17 +393,25 @@ template<typename Source> int LegacyCollation::compare(Source & s1, Source & s2)
     }
 }
 
-// The first `len` bytes of each, of which the very first have equal positions. Equal bytes have equal
-// positions, too, so bytes are looked up only where the strings differ.
-int LegacyCollation::compare_single_bytes(const a_byte * s1, const a_byte * s2, size_t len) const
+// Strings whose first bytes, if both have one, have equal positions. Equal bytes have equal positions, so
+// bytes are looked up only where the strings differ.
+int LegacyCollation::compare_single_bytes(const a_byte * s1, size_t len1, const a_byte * s2,
+                                          size_t len2) const
 {
-    for (size_t at = 1; at < len; at++) {
-        at = first_difference(s1, s2, at, len);
-        if (at < len && _sortpos[s1[at]] != _sortpos[s2[at]]) {
-            return _sortpos[s1[at]] - _sortpos[s2[at]];
+    const int by_length = int{len1 > len2} - int{len1 < len2};
+    const size_t common = std::min(len1, len2);
+    if (common == 0) {
+        return by_length;
+    }
+    for (size_t at = 1;; at++) {
+        at += first_difference(s1 + at, s2 + at, common - at);
+        const size_t place = choose<size_t>(at < common, at, 0);
+        const int by_position = _sortpos[s1[place]] - _sortpos[s2[place]];
+        const int difference = choose(at < common, by_position, by_length);
+        if (difference != 0 || at >= common) {
+            return difference;
         }
     }
-    return 0;
 }
 
 int LegacyCollation::trancmp(const a_byte * s1, const a_byte * s2) const
@@ -413,8 +452,7 @@ int LegacyCollation::compare_counted(const a_byte * s1, size_t len1, const a_byt
         CountedSource source2(s2, len2);
         return compare(source1, source2);
     }
-    const int difference = compare_single_bytes(s1, s2, std::min(len1, len2));
-    return difference != 0 ? difference : int{len1 > len2} - int{len1 < len2};
+    return compare_single_bytes(s1, len1, s2, len2);
 }
 
 int LegacyCollation::tranncmp(const a_byte * s1, const a_byte * s2, size_t len) const

@@ -64,7 +64,7 @@ private:
     template<typename Source> int compare(Source & s1, Source & s2) const;
     [[gnu::noinline]] int compare_counted(const a_byte * s1, size_t len1, const a_byte * s2,
                                           size_t len2) const;
-    int compare_single_bytes(const a_byte * s1, const a_byte * s2, size_t len) const;
+    int compare_single_bytes(const a_byte * s1, size_t len1, const a_byte * s2, size_t len2) const;
     bool trailing_bytes_match(const a_byte * prefix, size_t len, const a_byte * str,
                               const a_byte * str_end) const;
 
