@@ -122,7 +122,9 @@ a_bool UTLocale::read_cvf_conversion_table(a_byte * upper128, const CharsetInfo 
                                            const CharsetInfo * src_csinfo)
 {
     char path[4096];
-    if (LS_QualifyOrvAnyFile(LS_RESOURCE, CVF_FILE_NAME, path, sizeof(path), defaultQualifyCB, 0) == 0) {
+    const size_t length =
+        LS_QualifyOrvAnyFile(LS_RESOURCE, CVF_FILE_NAME, path, sizeof(path), defaultQualifyCB, 0);
+    if (length == 0 || length >= sizeof(path)) { // a path that doesn't fit isn't stored
         return FALSE;
     }
     const FileGuard file(_posix_fopen(path, "rb"));
