@@ -4,8 +4,9 @@
 // alike and a processor would soon know one by heart. Then what a short call and a change of the pair cost.
 //
 // Result 1 when a target is missed: ahead of ICU and iconv everywhere, 200 ns for a pair seen before, and 3
-// times a loop that widens, narrows and copies for 40 bytes of ASCII through UTF-16. simdutf is shown only:
-// it takes whole, well-formed texts, has no stops, and uses what this very processor has.
+// times a loop that widens, narrows and copies for 40 bytes of ASCII through UTF-16. Of simdutf, 0.9 on 1 MiB
+// of ASCII and of windows-1252 to UTF-16, and all of it on text with emoji; the rest of it is shown only: it
+// takes whole, well-formed texts, has no stops, and uses what this very processor has.
 
 #include <cstdio>
 #include <cstdlib>
@@ -158,20 +159,25 @@ private:
 #endif
 
 #ifdef ORV_HAVE_SIMDUTF
+// Pairs that it has. windows-1252 is Latin-1 to it, which is the same for letters.
 class Simdutf final : public Side {
 public:
-    explicit Simdutf(const a_pair & pair) : _decodes(std::string(pair.dest) == "UTF-16LE") {}
-    // Other pairs it doesn't have.
+    explicit Simdutf(const a_pair & pair) : _src(pair.src) {}
     static bool has(const a_pair & pair)
     {
-        return std::string(pair.dest).starts_with("UTF-") && std::string(pair.src).starts_with("UTF-");
+        const std::string dest = pair.dest;
+        const std::string src = pair.src;
+        return dest == "UTF-16LE" ? src == "UTF-8" || src == "windows-1252"
+                                  : dest == "UTF-8" && src == "UTF-16LE";
     }
     size_t convert(const Bytes & text, Bytes & area) override
     {
+        const auto * const bytes = reinterpret_cast<const char *>(text.data());
+        auto * const units = reinterpret_cast<char16_t *>(area.data());
         const size_t written =
-            _decodes
-                ? 2 * simdutf::convert_utf8_to_utf16le(reinterpret_cast<const char *>(text.data()),
-                                                       text.size(), reinterpret_cast<char16_t *>(area.data()))
+            _src == "UTF-8" ? 2 * simdutf::convert_utf8_to_utf16le(bytes, text.size(), units)
+            : _src == "windows-1252"
+                ? 2 * simdutf::convert_latin1_to_utf16le(bytes, text.size(), units)
                 : simdutf::convert_utf16le_to_utf8(reinterpret_cast<const char16_t *>(text.data()),
                                                    text.size() / 2, reinterpret_cast<char *>(area.data()));
         if (written == 0) {
@@ -181,7 +187,7 @@ public:
     }
 
 private:
-    bool _decodes;
+    std::string _src;
 };
 #endif
 
@@ -237,23 +243,39 @@ std::vector<Bytes> make_texts(const a_kind & kind, const char * src, size_t size
 
 // ---- Figures
 
+constexpr double SHOWN_ONLY = 0;
+
 struct a_named_side {
     std::string name;
     std::unique_ptr<Side> side;
-    bool is_target;
+    double target; // what ours reaches of it, at least
 };
 
-std::vector<a_named_side> make_sides(UTLocale & locale, const a_pair & pair)
+#ifdef ORV_HAVE_SIMDUTF
+double target_beside_simdutf(const a_pair & pair, const a_kind & kind, size_t size)
+{
+    const std::string name = kind.name;
+    if (name == EMOJI.name) {
+        return 1.0;
+    }
+    const bool is_long = size == SIZES[1];
+    return is_long && (name == ASCII.name || std::string(pair.src) == "windows-1252") ? 0.9 : SHOWN_ONLY;
+}
+#endif
+
+std::vector<a_named_side> make_sides(UTLocale & locale, const a_pair & pair,
+                                     [[maybe_unused]] const a_kind & kind, [[maybe_unused]] size_t size)
 {
     std::vector<a_named_side> sides;
-    sides.push_back({"ours", std::make_unique<Ours>(locale, pair), false});
-    sides.push_back({"iconv", std::make_unique<Iconv>(pair), true});
+    sides.push_back({"ours", std::make_unique<Ours>(locale, pair), SHOWN_ONLY});
+    sides.push_back({"iconv", std::make_unique<Iconv>(pair), 1.0});
 #ifdef ORV_HAVE_ICU
-    sides.push_back({"ICU", std::make_unique<Icu>(pair), true});
+    sides.push_back({"ICU", std::make_unique<Icu>(pair), 1.0});
 #endif
 #ifdef ORV_HAVE_SIMDUTF
     if (Simdutf::has(pair)) {
-        sides.push_back({"simdutf", std::make_unique<Simdutf>(pair), false});
+        sides.push_back(
+            {"simdutf", std::make_unique<Simdutf>(pair), target_beside_simdutf(pair, kind, size)});
     }
 #endif
     return sides;
@@ -280,7 +302,7 @@ void measure_texts(UTLocale & locale, const a_pair & pair, const a_kind & kind, 
     const std::vector<Bytes> texts = make_texts(kind, pair.src, size);
     const std::string name = std::string(pair.src) + " to " + pair.dest + ", " + kind.name + ", " +
                              (size < 1024 ? "200 B" : "1 MiB");
-    const std::vector<a_named_side> sides = make_sides(locale, pair);
+    const std::vector<a_named_side> sides = make_sides(locale, pair, kind, size);
     Bytes area(3 * size + 1024);
     require_same_output(sides, texts, area);
     std::vector<ratio::a_side> turns;
@@ -296,8 +318,8 @@ void measure_texts(UTLocale & locale, const a_pair & pair, const a_kind & kind, 
     for (size_t i = 0; i < sides.size(); i++) {
         std::printf(" %s %.0f MB/s", turns[i].name.c_str(),
                     static_cast<double>(texts.size() * size) / ratio::median(turns[i].cpu) / 1e6);
-        if (sides[i].is_target) {
-            figures.push_back({name + ", " + turns[i].name, ratio::AT_LEAST, 1.0,
+        if (sides[i].target != SHOWN_ONLY) {
+            figures.push_back({name + ", " + turns[i].name, ratio::AT_LEAST, sides[i].target,
                                ratio::median_ratio(turns[0].cpu, turns[i].cpu)});
         }
     }
