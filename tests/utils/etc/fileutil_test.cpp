@@ -4,9 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
+#include <ctime>
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -22,65 +21,10 @@ namespace {
 
 // ---- Paths
 
-// A path in a block of the exact size, so that a sanitizer sees the first byte read or written behind it.
-class Path {
-public:
-    Path(const std::string & text, size_t size) : _text(new char[size]), _size(size)
-    {
-        std::memcpy(_text.get(), text.c_str(), text.size() + 1);
-    }
-    explicit Path(const std::string & text) : Path(text, text.size() + 1) {}
-    [[nodiscard]] char * get() const { return _text.get(); }
-    [[nodiscard]] size_t size() const { return _size; }
-    // Where `p` points to; -1 for null.
-    [[nodiscard]] std::ptrdiff_t at(const char * p) const { return p != nullptr ? p - _text.get() : -1; }
-
-private:
-    std::unique_ptr<char[]> _text;
-    size_t _size;
-};
-
 // What the operations do to one path is held by their fuzz target, which has a model of them, and its seeds.
-// Paths in Shift_JIS: 83 5C is a character whose second byte is that of `\`, and 83 before the end is cut.
-class PathTest : public ::testing::Test {
-protected:
-    LabelledCollation _sjis{"932JPN"};
-    LabelledCollation _latin{"1252LATIN1"};
-};
-
-struct a_separator_case {
-    const char * path;
-    int platform;
-    int first; // -1: none
-    int last;
-};
-
-TEST_F(PathTest, SeparatorsArePlatformsAndNeverHalfACharacter)
+TEST(RelativePath, DepthBelowTheStartIsSeenWhereverItHappens)
 {
-    const a_separator_case cases[] = {
-        {"", 0, -1, -1},     {"a/b/c/", 1, 1, 5}, {"a\\b:c", 0, -1, -1},   {"a\\b:c/d", 2, 1, 5},
-        {"a/b", 3, -1, -1},  {"a/b", -1, -1, -1}, {"\x83\x5C", 2, -1, -1}, {"\x83\x5C\\\x83\x5C", 2, 2, 2},
-        {"a/\x83", 2, 1, 1}, {"\xB1\\", 2, 1, 1}, // a half-width character of one byte
-    };
-    for (const a_separator_case & row : cases) {
-        SCOPED_TRACE(row.path);
-        const Path path(row.path);
-        EXPECT_EQ(path.at(FindNextPathSeparator(_sjis, path.get(), row.platform)), row.first);
-        EXPECT_EQ(path.at(FindLastPathSeparator(_sjis, path.get(), row.platform)), row.last);
-        const char * const name = FindFilename(_sjis, path.get(), row.platform);
-        EXPECT_EQ(path.at(name), row.last + 1);
-        if (row.platform == 0) {
-            EXPECT_EQ(path.at(FindNextUNCSeparator(_sjis, path.get())), row.first);
-        }
-    }
-    const Path cut(std::string("a\x83\0/", 4)); // the terminator ends a character that it cuts
-    EXPECT_EQ(cut.at(FindLastPathSeparator(_sjis, cut.get(), 0)), -1);
-    const Path path("\x83\x5C"); // where each byte is a character
-    EXPECT_EQ(path.at(FindLastPathSeparator(_latin, path.get(), 2)), 1);
-}
-
-TEST_F(PathTest, DepthBelowTheStartIsSeenWhereverItHappens)
-{
+    const LabelledCollation sjis("932JPN");
     const struct {
         const char * path;
         bool stays;
@@ -89,7 +33,7 @@ TEST_F(PathTest, DepthBelowTheStartIsSeenWhereverItHappens)
         {"a/../b/..", true}, {"../a", false}, {"...", true},  {"./..", true},       {"\x83\x5C/../..", false},
     };
     for (const auto & row : cases) {
-        EXPECT_EQ(IsRelativeToParent(_sjis, row.path), row.stays ? TRUE : FALSE) << row.path;
+        EXPECT_EQ(IsRelativeToParent(sjis, row.path), row.stays ? TRUE : FALSE) << row.path;
     }
     EXPECT_TRUE(IsFullyQualifiedPathname("/a"));
     for (const char * const path : {"", "/", "a", "a/b"}) {
@@ -101,9 +45,9 @@ TEST_F(PathTest, DepthBelowTheStartIsSeenWhereverItHappens)
 
 std::string sanitized(const std::string & path)
 {
-    const Path buff("", PATH_BUFFER_SIZE);
-    EXPECT_TRUE(SanitizePath(buff.get(), buff.size(), path.c_str())) << path;
-    return buff.get();
+    char buff[PATH_BUFFER_SIZE];
+    EXPECT_TRUE(SanitizePath(buff, sizeof(buff), path.c_str())) << path;
+    return buff;
 }
 
 TEST(SanitizePath, AbsolutePathsAreCleanedByTheirText)
@@ -155,9 +99,9 @@ TEST_F(FolderTest, PathsThatCannotBeToldWholeSaySo)
 
     const std::string longest = "/" + std::string(PATH_BUFFER_SIZE - 2, 'x');
     EXPECT_EQ(sanitized(longest), longest);
-    const Path buff("", PATH_BUFFER_SIZE);
-    EXPECT_FALSE(SanitizePath(buff.get(), buff.size(), (longest + "x").c_str()));
-    EXPECT_EQ(buff.get(), longest);
+    char buff[PATH_BUFFER_SIZE];
+    EXPECT_FALSE(SanitizePath(buff, sizeof(buff), (longest + "x").c_str()));
+    EXPECT_EQ(buff, longest);
     ASSERT_EQ(mkdir("gone", 0700), 0);
     ASSERT_EQ(chdir("gone"), 0);
     ASSERT_EQ(rmdir(_folder.path("gone").c_str()), 0);
@@ -184,18 +128,6 @@ TEST_F(FolderTest, CanonicalPathIsWholeOrLeftAlone)
 }
 
 // ---- Files
-
-TEST_F(FolderTest, KindsOfFiles)
-{
-    const std::string file = _folder.write("file", "x");
-    EXPECT_TRUE(FileExists(file.c_str()));
-    EXPECT_FALSE(FileExists(_folder.path("none").c_str()));
-    ASSERT_EQ(mkfifo("fifo", 0600), 0);
-    EXPECT_TRUE(IsRawDevice("fifo"));
-    EXPECT_TRUE(IsRawDevice("/dev/null"));
-    EXPECT_FALSE(IsRawDevice(file.c_str()));
-    EXPECT_FALSE(IsRawDevice("none"));
-}
 
 TEST_F(FolderTest, DiskSpaceIsInBytesAndStaysWhenItCannotBeAsked)
 {
@@ -420,52 +352,28 @@ TEST(Drives, FilesBelongToTheLongestMountPoint)
 
 // ---- The time of day
 
-class CurrentTimeTest : public ::testing::Test {
-protected:
-    void SetUp() override { set_zone("XYZ-5:30"); }
-    void TearDown() override { set_zone(nullptr); }
-
-    static void set_zone(const char * zone)
-    {
-        if (zone == nullptr) {
-            unsetenv("TZ");
-        } else {
-            setenv("TZ", zone, 1);
-        }
-        tzset();
-    }
-};
-
-TEST_F(CurrentTimeTest, LocalAndGlobalAreTheSameMomentInTheirZones)
+TEST(CurrentTime, LocalAndGlobalAreTheSameMomentInTheirZones)
 {
-    const time_t before = time(nullptr);
     struct tm local = {};
     struct tm global = {};
-    FindCurrentTime(&local, TL_LOCAL);
-    FindCurrentTime(&global, TL_GLOBAL);
-    const time_t after = time(nullptr);
-    EXPECT_EQ(local.tm_gmtoff, 5 * 3600 + 30 * 60);
-    EXPECT_STREQ(local.tm_zone, "XYZ");
-    EXPECT_EQ(global.tm_gmtoff, 0);
-    const time_t local_moment = timegm(&local) - (5 * 3600 + 30 * 60);
-    const time_t global_moment = timegm(&global);
-    EXPECT_LE(before, local_moment);
-    EXPECT_LE(local_moment, global_moment);
-    EXPECT_LE(global_moment, after);
-    for (const int unknown : {-1, 2}) {
-        global.tm_year = 7;
-        FindCurrentTime(&global, unknown);
-        EXPECT_EQ(global.tm_year, 7) << unknown << " is no kind of time";
+    {
+        const ScopedVariable zone("TZ", "XYZ-5:30");
+        tzset();
+        FindCurrentTime(&local, TL_LOCAL);
+        FindCurrentTime(&global, TL_GLOBAL);
+        EXPECT_EQ(local.tm_gmtoff, 5 * 3600 + 30 * 60);
+        EXPECT_EQ(global.tm_gmtoff, 0);
+        EXPECT_LE(timegm(&global) - (timegm(&local) - local.tm_gmtoff), 1);
+        EXPECT_EQ(GetCurrentTimeZoneAdjustment(), 5 * 3600 + 30 * 60);
+        setenv("TZ", "ABC3", 1);
+        EXPECT_EQ(GetCurrentTimeZoneAdjustment(), -3 * 3600);
+        setenv("TZ", "STD3DST,J1/0,J365/25", 1); // daylight time all year
+        EXPECT_EQ(GetCurrentTimeZoneAdjustment(), -2 * 3600);
     }
-}
-
-TEST_F(CurrentTimeTest, AdjustmentIsEastOfUtcWithDaylightTime)
-{
-    EXPECT_EQ(GetCurrentTimeZoneAdjustment(), 5 * 3600 + 30 * 60);
-    set_zone("ABC3");
-    EXPECT_EQ(GetCurrentTimeZoneAdjustment(), -3 * 3600);
-    set_zone("STD3DST,J1/0,J365/25"); // daylight time all year
-    EXPECT_EQ(GetCurrentTimeZoneAdjustment(), -2 * 3600);
+    tzset();
+    global.tm_year = 7;
+    FindCurrentTime(&global, 2);
+    EXPECT_EQ(global.tm_year, 7) << "no kind of time";
 }
 
 } // namespace

@@ -37,15 +37,10 @@ int sign(int order)
 // A UCA collation.
 class Uca : public UTCollation {
 public:
-    Uca(UTLocale & locale, const char * charset_label, const UTCollationTailoring & tailoring)
-        : UTCollation(nullptr)
+    Uca(UTLocale & locale, const char * charset_label, const char * options) : UTCollation(nullptr)
     {
         _result = set_collation(&locale, UTLocale::GetCollationInfoFromLabel("UCA"),
-                                charset_row(charset_label), nullptr, tailoring, FALSE);
-    }
-    Uca(UTLocale & locale, const char * charset_label, const char * options)
-        : Uca(locale, charset_label, UTCollationTailoring(options))
-    {
+                                charset_row(charset_label), nullptr, UTCollationTailoring(options), FALSE);
     }
     [[nodiscard]] bool result() const { return _result != FALSE; }
 
@@ -66,64 +61,37 @@ private:
 
 // ---- Tailoring
 
-TEST(IcuCollation, ATailoringSetsTheseAttributes)
-{
-    const struct {
-        a_case_sensitivity for_case;
-        an_accent_sensitivity accent;
-        a_punctuation_sensitivity punctuation;
-        const char * calls;
-        bool result;
-    } rows[] = {
-        {CASE_INSENSITIVE, ACCENT_INSENSITIVE, PUNCTUATION_SENSITIVE_PRIMARY, "alternate=21 strength=0 ",
-         true},
-        {CASE_INSENSITIVE, ACCENT_INSENSITIVE, PUNCTUATION_INSENSITIVE, "alternate=20 strength=0 ", true},
-        {CASE_SENSITIVE, ACCENT_INSENSITIVE, PUNCTUATION_SENSITIVE_PRIMARY,
-         "alternate=21 strength=0 case-level=17 case-first=25 ", true},
-        {CASE_SENSITIVE_LOWER_FIRST, ACCENT_INSENSITIVE, PUNCTUATION_INSENSITIVE,
-         "alternate=20 strength=0 case-level=17 case-first=24 ", true},
-        {CASE_INSENSITIVE, ACCENT_SENSITIVE, PUNCTUATION_SENSITIVE_PRIMARY, "alternate=21 strength=1 ", true},
-        {CASE_INSENSITIVE, ACCENT_SENSITIVE_FRENCH, PUNCTUATION_INSENSITIVE,
-         "alternate=20 strength=1 french=17 ", true},
-        {CASE_SENSITIVE, ACCENT_SENSITIVE_FRENCH, PUNCTUATION_SENSITIVE_PRIMARY,
-         "alternate=21 strength=2 french=17 case-first=25 ", true},
-        {CASE_SENSITIVE_LOWER_FIRST, ACCENT_SENSITIVE, PUNCTUATION_SENSITIVE_QUATERNARY,
-         "alternate=20 strength=3 case-first=24 ", true},
-        {CASE_INSENSITIVE, ACCENT_SENSITIVE_FRENCH, PUNCTUATION_SENSITIVE_QUATERNARY,
-         "alternate=20 strength=3 french=17 case-first=25 ", false},
-        {CASE_SENSITIVE_LOWER_FIRST, ACCENT_INSENSITIVE, PUNCTUATION_SENSITIVE_QUATERNARY,
-         "alternate=20 strength=3 case-first=24 ", false},
-        {CASE_INSENSITIVE, ACCENT_INSENSITIVE, PUNCTUATION_SENSITIVE_QUATERNARY,
-         "alternate=20 strength=3 case-first=25 ", false},
-    };
-    LocaleWithFakeIcu locale;
-    for (const auto & row : rows) {
-        SCOPED_TRACE(&row - rows);
-        {
-            const Uca uca(locale, "UTF-8", UTCollationTailoring(row.for_case, row.accent, row.punctuation));
-            EXPECT_EQ(uca.result(), row.result);
-            EXPECT_EQ(locale.take_log(), std::string(" ") + row.calls) << "opened for the empty locale";
-            EXPECT_EQ(uca.get_case_sensitivity(), row.for_case) << "what was asked for stays to be seen";
-        }
-        EXPECT_EQ(locale.take_log(), "close ");
-    }
-}
-
-TEST(IcuCollation, LocaleAndSortTypeGoToIcuAndItsDefaultsShow)
+TEST(IcuCollation, ATailoringIsWhatIcuIsAskedForAndItsDefaultsShow)
 {
     const struct {
         const char * options;
-        const char * opened;
-        bool from_default;
-    } rows[] = {{"Locale=de;SortType=phonebook", "de@collation=phonebook", false},
-                {"Locale=fallback", "fallback", true},
-                {"Locale=default", "default", true},
-                {"Locale=unknown", "unknown", true}};
+        const char * calls;
+        bool result = true;
+        bool from_default = false;
+    } rows[] = {
+        {"", " alternate=21 strength=0 "},
+        {"Punct=no", " alternate=20 strength=0 "},
+        {"Case=Aa", " alternate=21 strength=0 case-level=17 case-first=25 "},
+        {"Case=aA;Punct=no", " alternate=20 strength=0 case-level=17 case-first=24 "},
+        {"Accent=yes", " alternate=21 strength=1 "},
+        {"Accent=f;Punct=no", " alternate=20 strength=1 french=17 "},
+        {"Case=Aa;Accent=f", " alternate=21 strength=2 french=17 case-first=25 "},
+        {"Case=aA;Accent=yes;Punct=Quaternary", " alternate=20 strength=3 case-first=24 "},
+        {"Accent=f;Punct=Quaternary", " alternate=20 strength=3 french=17 case-first=25 ", false},
+        {"Case=aA;Punct=Quaternary", " alternate=20 strength=3 case-first=24 ", false},
+        {"Punct=Quaternary", " alternate=20 strength=3 case-first=25 ", false},
+        {"Locale=de;SortType=phonebook", "de@collation=phonebook alternate=21 strength=0 "},
+        {"Locale=fallback", "fallback alternate=21 strength=0 ", true, true},
+        {"Locale=default", "default alternate=21 strength=0 ", true, true},
+        {"Locale=unknown", "unknown alternate=21 strength=0 ", true, true},
+    };
     LocaleWithFakeIcu locale;
     for (const auto & row : rows) {
-        Uca uca(locale, "windows-1252", row.options);
-        EXPECT_EQ(locale.take_log().rfind(std::string(row.opened) + " alternate", 0), 0U) << row.opened;
-        EXPECT_EQ(uca.from_default() != FALSE, row.from_default) << row.opened;
+        SCOPED_TRACE(row.options);
+        Uca uca(locale, "UTF-8", row.options);
+        EXPECT_EQ(uca.result(), row.result);
+        EXPECT_EQ(locale.take_log(), row.calls);
+        EXPECT_EQ(uca.from_default() != FALSE, row.from_default);
         uca.close();
         uca.close();
         EXPECT_EQ(locale.take_log(), "close ") << "once";
@@ -224,24 +192,19 @@ int compare_arriving(const UTCollation & uca, const std::string & s1, const a_fo
                                            : uca.trancmp(a1.stream(), a2.stream()));
 }
 
-std::string key_arriving(const UTCollation & uca, const std::string & text, const a_form & form, size_t size)
+std::string key_arriving(const UTCollation & uca, const std::string & text, const a_form & form, size_t size,
+                         bool tessel = false)
 {
     Arrival arrival(text, form);
     std::string dest(size, '\xEE');
     auto * const to = reinterpret_cast<a_byte *>(dest.data());
+    if (tessel) {
+        dest.resize(form.known ? uca.sortkey_prefix_tessel(to, size, arrival.buffered(), text.size())
+                               : uca.sortkey_prefix_tessel(to, size, arrival.stream()));
+        return dest;
+    }
     dest.resize(form.known ? uca.sortkey_prefix(to, size, arrival.buffered(), text.size())
                            : uca.sortkey_prefix(to, size, arrival.stream()));
-    return dest;
-}
-
-std::string tessel_arriving(const UTCollation & uca, const std::string & text, const a_form & form,
-                            size_t size)
-{
-    Arrival arrival(text, form);
-    std::string dest(size, '\xEE');
-    auto * const to = reinterpret_cast<a_byte *>(dest.data());
-    dest.resize(form.known ? uca.sortkey_prefix_tessel(to, size, arrival.buffered(), text.size())
-                           : uca.sortkey_prefix_tessel(to, size, arrival.stream()));
     return dest;
 }
 
@@ -267,7 +230,7 @@ void check_pair(const Uca & uca, const std::string & s1, const std::string & s2,
         const size_t size = random() % (key1.size() + 3);
         EXPECT_EQ(key_arriving(uca, s1, form1, size), key1.substr(0, size))
             << form1.name << " cut to " << size;
-        EXPECT_EQ(tessel_arriving(uca, s1, form1, size), key1.substr(0, size)) << form1.name;
+        EXPECT_EQ(key_arriving(uca, s1, form1, size, true), key1.substr(0, size)) << form1.name;
     }
 }
 
@@ -370,15 +333,10 @@ TEST(IcuCollation, EveryWayToCompareAgreesWithEveryKey)
 {
     LocaleWithFakeIcu fake;
     check_order(fake, 12, false);
-}
-
-TEST(IcuCollation, EveryWayToCompareAgreesWithEveryKeyOfTheRealOne)
-{
     LocaleWithBuiltIcu built;
-    if (!built.has_icu()) {
-        GTEST_SKIP() << "no ICU was built";
+    if (built.has_icu()) {
+        check_order(built, 12, true);
     }
-    check_order(built, 12, true);
 }
 
 // ---- The limit
@@ -423,23 +381,6 @@ TEST(IcuCollation, TheLimitCutsNoCharacter)
         const std::string key = utf8.key(text);
         EXPECT_EQ(key.substr(0, 2 * row.seen) + '\0', utf8.key(text.substr(0, row.seen))) << row.ascii;
         EXPECT_EQ(key[2 * row.seen], '\1') << row.ascii;
-    }
-}
-
-TEST(IcuCollation, AStreamOfAShortStringStaysWhereItIs)
-{
-    LocaleWithFakeIcu locale;
-    const Uca uca(locale, "UTF-8", "");
-    const struct {
-        size_t length;
-        size_t taken;
-    } rows[] = {{10, 0}, {1024, 0}, {1025, 1025}};
-    for (const auto & row : rows) {
-        const std::string text(row.length, 'a');
-        UTBufIStream stream(raw(text), text.size());
-        a_byte key[9000];
-        (void)uca.sortkey_prefix(key, sizeof key, stream, text.size());
-        EXPECT_EQ(stream.ptr(), stream.eof() ? nullptr : raw(text) + row.taken) << row.length;
     }
 }
 
@@ -532,14 +473,8 @@ TEST(IcuCollation, MappedTextMayGrowAndIsCutAtItsRoom)
         const char * text;
         const char * upper;
         const char * lower;
-    } rows[] = {{"UTF-8",
-                 "Stra\xC3\x9F"
-                 "e",
-                 "STRASSE",
-                 "stra\xC3\x9F"
-                 "e"},
-                {"UTF-8", "\xCE\x9F\xCE\x94\xCE\x9F\xCE\xA3", "\xCE\x9F\xCE\x94\xCE\x9F\xCE\xA3",
-                 "\xCE\xBF\xCE\xB4\xCE\xBF\xCF\x82"},
+    } rows[] = {{"UTF-8", "Stra\u00DFe", "STRASSE", "stra\u00DFe"},
+                {"UTF-8", "\u039F\u0394\u039F\u03A3", "\u039F\u0394\u039F\u03A3", "\u03BF\u03B4\u03BF\u03C2"},
                 {"windows-1252", "\xDF\xE9", "SS\xC9", "\xDF\xE9"},
                 {"EUC-JP", "a\xA3\xC1", "A\xA3\xC1", "a\xA3\xE1"},
                 {"UTF-8", "", "", ""}};
@@ -559,11 +494,7 @@ TEST(IcuCollation, MappedTextMayGrowAndIsCutAtItsRoom)
     }
     const Uca utf8(built, "UTF-8", "");
     char mapped[8];
-    EXPECT_EQ(utf8.char_toupper(mapped, sizeof mapped,
-                                "\xC3\x9F"
-                                "e",
-                                3),
-              2U);
+    EXPECT_EQ(utf8.char_toupper(mapped, sizeof mapped, "\u00DFe", 3), 2U);
     EXPECT_STREQ(mapped, "SS");
     EXPECT_EQ(utf8.char_toupper(mapped, sizeof mapped, "\xC3\x9F", 1), 0U) << "cut";
     EXPECT_EQ(utf8.char_tolower(mapped, sizeof mapped, "", 0), 0U);
@@ -573,21 +504,8 @@ TEST(IcuCollation, HashesAreMadeOfTheKey)
 {
     LocaleWithFakeIcu locale;
     const Uca uca(locale, "windows-1252", "");
-    for (const size_t length : {0, 1, 2, 3, 10, 62, 63, 64, 65, 500}) {
-        const std::string text =
-            std::string("The quick brown fox jumps over the lazy dog").substr(0, length) +
-            std::string(length > 43 ? length - 43 : 0, 'z');
-        const std::string key = uca.key(text, 128);
-        // Once forwards and once backwards.
-        auto hash = static_cast<unsigned>(key.size());
-        size_t i = std::min<size_t>((key.size() + 1) / 2, 64);
-        for (size_t j = 0; i >= 1; j++, i--) {
-            hash = (hash * 31) ^ static_cast<a_byte>(key[j]);
-            hash = i < key.size() ? (hash * 31) ^ static_cast<a_byte>(key[i]) : hash;
-        }
-        EXPECT_EQ(uca.id_hash(text.data(), text.size()), hash) << length;
-    }
     EXPECT_EQ(uca.id_hash("abc", 3), uca.id_hash("ABC", 3));
+    EXPECT_NE(uca.id_hash("abc", 3), uca.id_hash("xbc", 3));
     EXPECT_EQ(uca.hist_hash("", 0, 0, 4), 0.0);
     // Two bytes of key for each: 6, 3 for A; then the end.
     EXPECT_EQ(uca.hist_hash("a", 1, 0, 4), ((6 * 256.0 + 3) * 256.0 + 0) * 256.0);

@@ -373,19 +373,6 @@ const CharsetInfo & charset(const char * label)
     return *UTLocale::GetCharsetInfoFromLabel(label, CS_STD_ANY);
 }
 
-TEST(LegacyCollation, PositionsOfTheRowCMakeTheKey)
-{
-    UTCollation collation(nullptr);
-    ASSERT_TRUE(collation.set_c_collation(CASE_SENSITIVE));
-    a_byte key[8];
-    ASSERT_EQ(collation.sortkey_prefix(key, sizeof key, "ab", 2), 3U);
-    EXPECT_EQ(Bytes(key, key + 3), (Bytes{0x4D, 0x4F, 0x00}));
-    EXPECT_EQ(collation.suggested_sortkey_length(17), 17U);
-    EXPECT_EQ(collation.id_hash("", 0), 5381U);
-    EXPECT_EQ(collation.trancmp("", "a"), -1);
-    EXPECT_FALSE(collation.from_default());
-}
-
 TEST(LegacyCollation, BoundsFitAnyDestination)
 {
     const UTCollation collation(nullptr);
@@ -423,9 +410,6 @@ TEST(LegacyCollation, AHistogramNumberTurnsBackIntoTheSmallestBytesOfItsPosition
     // Positions of both cases are those of the upper case, the smaller bytes.
     EXPECT_EQ(back.first(7), (Bytes{'A', 'B', 0, 0, 0, 0, 0}));
     EXPECT_EQ(back.begin()[7], Block::FILLING);
-    EXPECT_EQ(collation.hist_hash("", 0, 0, 6), 0.0);
-    EXPECT_EQ(collation.hist_hash("A", 1, 0, 2), collation.hist_hash("A", 1, 0, 1) * 256);
-    EXPECT_EQ(collation.hist_hash("ABC", 3, 0, 2), collation.hist_hash("AB", 2, 7, 2));
     collation.hist_unhash(1.0, static_cast<a_byte *>(nullptr), 0, 0, 0);
     // A position that no byte has, and numbers that no string has.
     collation.hist_unhash(255.0, back.begin(), 0, 0, 1);

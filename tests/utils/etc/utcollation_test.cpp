@@ -85,15 +85,6 @@ TEST(CollationSlots, VirtualOperationsStandInTheirFixedOrder)
 
 // ---- Choosing the implementation
 
-TEST(UTCollation, WithoutALocaleItIsTheRowC)
-{
-    const UTCollation collation(nullptr);
-    EXPECT_EQ(collation.collation(), row("C"));
-    EXPECT_EQ(collation.charset(), charset("US-ASCII"));
-    EXPECT_EQ(collation.get_case_sensitivity(), CASE_INSENSITIVE);
-    EXPECT_EQ(collation.get_accent_sensitivity(), ACCENT_INSENSITIVE);
-}
-
 TEST(UTCollation, TheOperatingSystemsCollationFollowsTheEnvironment)
 {
     const ScopedLocaleEnvironment environment;
@@ -113,17 +104,14 @@ TEST(UTCollation, TheOperatingSystemsCollationFollowsTheEnvironment)
 TEST(UTCollation, AccentsFollowTheCaseUnlessTheyAreTold)
 {
     UTCollation collation(nullptr);
-    for (const a_case_sensitivity sensitivity :
-         {CASE_INSENSITIVE, CASE_SENSITIVE, CASE_SENSITIVE_LOWER_FIRST}) {
-        const an_accent_sensitivity accents =
-            sensitivity == CASE_INSENSITIVE ? ACCENT_INSENSITIVE : ACCENT_SENSITIVE;
+    EXPECT_EQ(collation.collation(), row("C")) << "without a locale";
+    EXPECT_EQ(collation.get_accent_sensitivity(), ACCENT_INSENSITIVE);
+    for (const a_case_sensitivity sensitivity : {CASE_SENSITIVE, CASE_SENSITIVE_LOWER_FIRST}) {
         ASSERT_TRUE(collation.set_c_collation(sensitivity));
         EXPECT_EQ(collation.get_case_sensitivity(), sensitivity);
-        EXPECT_EQ(collation.get_accent_sensitivity(), accents);
+        EXPECT_EQ(collation.get_accent_sensitivity(), ACCENT_SENSITIVE);
         ASSERT_TRUE(collation.set_os_collation(UTCollationTailoring()));
-        EXPECT_EQ(collation.get_case_sensitivity(), CASE_INSENSITIVE);
-        ASSERT_TRUE(collation.set_os_collation(sensitivity));
-        EXPECT_EQ(collation.get_accent_sensitivity(), accents);
+        EXPECT_EQ(collation.get_accent_sensitivity(), ACCENT_INSENSITIVE);
     }
     ASSERT_TRUE(collation.set_c_collation(CASE_SENSITIVE, ACCENT_SENSITIVE_FRENCH));
     EXPECT_EQ(collation.get_accent_sensitivity(), ACCENT_SENSITIVE_FRENCH);
@@ -191,10 +179,6 @@ TEST(UTCollation, WithoutAnIcuBuildOnlyTheTailoringCountsForTheResult)
         EXPECT_EQ(collation.collation(), row("UCA"));
         EXPECT_EQ(collation.charset(), charset(label));
         EXPECT_EQ(collation.get_punctuation_sensitivity(), PUNCTUATION_SENSITIVE_QUATERNARY);
-        EXPECT_EQ(collation.nbytes_in_char('\xE2'), charset(label)->is_mbcs() ? 3U : 1U);
-        EXPECT_FALSE(collation.case_translation_preserves_sort_order());
-        EXPECT_FALSE(collation.from_default());
-        EXPECT_EQ(collation.suggested_sortkey_length(4), 8U);
         char end_stays = 0;
         char * match_end = &end_stays;
         EXPECT_TRUE(collation.is_prefix("", "", "a", "b", &match_end));
@@ -219,22 +203,6 @@ TEST(UTCollation, AnIcuBoundTakesThePrimaryLevelAlone)
     EXPECT_EQ(memcmp(bound, key, 5), 0);
     EXPECT_EQ(collation.sortkey_bound(UPPER_INCLUSIVE, bound, 1, key, sizeof key), 1U);
     EXPECT_EQ(collation.sortkey_bound(UPPER_INCLUSIVE, bound, 0, key, sizeof key), 0U);
-}
-
-// Closed is as without a build.
-TEST(CollationDeathTest, WithoutABuildComparisonAndKeysAreAssertions)
-{
-    UTLocale locale;
-    UTCollation collation(nullptr);
-    ASSERT_TRUE(collation.set_collation(&locale, row("UCA"), charset("UTF-8"), nullptr,
-                                        UTCollationTailoring(), FALSE));
-    collation.close();
-    const a_byte text[] = {'a', 'b'};
-    a_byte key[8];
-    EXPECT_DEATH(collation.coll()->trancmp(text, sizeof text, text, sizeof text),
-                 "strcollIter failed\nFile 'utils/etc/icu_collation' at line #");
-    EXPECT_DEATH((void)collation.coll()->sortkey_prefix(key, sizeof key, text, sizeof text),
-                 "GetSortKeyPrefix failed\nFile 'utils/etc/icu_collation' at line #");
 }
 
 // ---- Stepping
@@ -262,27 +230,20 @@ TEST(UTCollation, SteppingBackFromTheStartAndCutCopiesStayInTheText)
     EXPECT_EQ(collation.copy_character(copy, 2, text + 6, text + 6), 0U);
 }
 
-TEST(MbcsCharacter, IsReadByteByByteAndKnowsItsClass)
+TEST(MbcsCharacter, HasRoomForFourBytesAndForgetsWhatItWas)
 {
     const Utf8 utf8;
     an_mbcs_character c(&utf8.collation);
-    EXPECT_FALSE(c.defined());
-    EXPECT_EQ(c.length() + c.expected_length(), 0U);
-    EXPECT_FALSE(c.is_alpha() || c.is_digit() || c.is_space() || c.is_lead());
+    EXPECT_FALSE(c.defined() || c.is_alpha() || c.is_digit() || c.is_space() || c.is_lead());
     c.set_first('7');
-    EXPECT_TRUE(c.is_digit()) << "what was known of the empty one is forgotten";
-    EXPECT_FALSE(c.is_space() || c.is_alpha());
+    EXPECT_TRUE(c.is_digit() && !c.is_alpha());
     c.set_first(0xE2);
-    EXPECT_FALSE(c.is_digit());
-    EXPECT_TRUE(c.is_lead());
+    EXPECT_TRUE(c.is_lead() && !c.is_digit());
     EXPECT_EQ(c.expected_length(), 3U);
-    c.append(0x82);
-    c.append(0xAC);
-    EXPECT_EQ(c.length(), 3U);
-    EXPECT_EQ(memcmp(c.get(), "\xE2\x82\xAC", 3), 0);
-    c.append('1');
-    c.append('2');
-    EXPECT_EQ(c.length(), 4U) << "there is room for four bytes";
+    for (const a_byte b : {0x82, 0xAC, 0x31, 0x32}) {
+        c.append(b);
+    }
+    EXPECT_EQ(std::string(c.get(), c.get() + c.length()), "\u20AC1");
     c.clear();
     EXPECT_FALSE(c.defined());
 }
@@ -297,18 +258,14 @@ TEST(MbcsCharacter, MappingAndOrderAreThoseOfItsCollation)
     };
     an_mbcs_character c = character("ab");
     EXPECT_EQ(c.length(), 1U);
-    EXPECT_TRUE(c.is_alpha());
     c.toupper();
     EXPECT_EQ(*c.get(), 'A');
     c.tolower();
     EXPECT_EQ(*c.get(), 'a');
-    an_mbcs_character wide = character("\xC3\xA4");
-    wide.toupper();
-    EXPECT_EQ(memcmp(wide.get(), "\xC3\xA4", 2), 0) << "multi-byte characters have no case";
-    EXPECT_EQ(wide.length(), 2U);
     an_mbcs_character cut = character("\xC3");
     cut.toupper();
     EXPECT_EQ(cut.length(), 1U);
+    const an_mbcs_character wide = character("\u00E4");
     const an_mbcs_character none = character("");
     EXPECT_TRUE(none < c && c < wide && cut < wide && wide >= cut && c <= c && wide > none);
     EXPECT_TRUE(c == character("a") && c != wide);
@@ -319,9 +276,6 @@ TEST(MbcsCharacter, MappingAndOrderAreThoseOfItsCollation)
 TEST(CustomCollationRecord, ALegacyRecordTakesItsPartsAndLeavesTheRest)
 {
     a_custom_collation_info record;
-    EXPECT_EQ(record.case_sensitivity * 0x10000 + record.accent_sensitivity, 110 * 0x10000 + 110);
-    EXPECT_EQ(record.punctuation_sensitivity, 112);
-    EXPECT_EQ(record.sort_type, 0);
     memset(static_cast<void *>(&record), 'x', sizeof(record));
     const std::string overlong(300, 'n');
     const a_packed_collation_order & order = *charset("windows-1252")->get_packed_collation();
@@ -344,9 +298,6 @@ TEST(CustomCollationRecord, ARecordOfARowTakesItsTailoringButNotTheSortType)
     record.set(row("1252LATIN1"), charset("cp1252"), &order, tailoring);
     EXPECT_STREQ(record.orv_collation_label, "1252LATIN1");
     EXPECT_STREQ(record.charset_label, charset("windows-1252")->orv_label());
-    const char * sort_order = row("1252LATIN1")->kep_sensitive_sortorder();
-    EXPECT_STREQ(record.kep_so_case, sort_order != nullptr ? sort_order : "");
-    EXPECT_STREQ(record.description, "");
     EXPECT_STREQ(record.tailoring, "de@collation=phonebook");
     EXPECT_EQ(record.case_sensitivity, CASE_SENSITIVE_LOWER_FIRST);
     EXPECT_EQ(record.accent_sensitivity, ACCENT_SENSITIVE_FRENCH);
@@ -358,50 +309,19 @@ TEST(CustomCollationRecord, ARecordOfARowTakesItsTailoringButNotTheSortType)
     EXPECT_EQ(record.collation_type, 'I');
 }
 
-constexpr size_t STORED_SIZE = 2 + 1828;
-
-std::vector<a_byte> stored(const a_custom_collation_info & record)
-{
-    std::vector<a_byte> bytes(STORED_SIZE + 1);
-    UTBufOStream output(bytes.data(), bytes.size());
-    EXPECT_TRUE(record.serialize(output));
-    EXPECT_EQ(output.ptr(), bytes.data() + STORED_SIZE);
-    bytes.resize(STORED_SIZE);
-    return bytes;
-}
-
-a_bool read(a_custom_collation_info & record, const std::vector<a_byte> & bytes)
-{
-    UTBufIStream input(bytes.data(), bytes.size());
-    return record.deserialize(input);
-}
-
-TEST(CustomCollationRecord, AStoredRecordComesBackAndEndsItsStream)
+// Reading them is held by the fuzz target of deserialize and its seeds.
+TEST(CustomCollationRecord, IsStoredWholeOrNot)
 {
     const a_custom_collation_info record = reversed_latin1();
-    std::vector<a_byte> bytes = stored(record);
-    EXPECT_EQ(bytes[0], 2);
-    EXPECT_EQ(bytes[1], 0);
+    std::vector<a_byte> bytes(2 + 1828 + 1);
+    UTBufOStream whole(bytes.data(), bytes.size());
+    EXPECT_TRUE(record.serialize(whole));
+    EXPECT_EQ(whole.ptr(), bytes.data() + 2 + 1828);
+    EXPECT_EQ(bytes[0] + 256 * bytes[1], 2);
     EXPECT_EQ(memcmp(bytes.data() + 2, &record, sizeof(record)), 0);
-    a_custom_collation_info back;
-    EXPECT_TRUE(read(back, bytes));
-    EXPECT_EQ(memcmp(&back, &record, sizeof(record)), 0);
-
-    std::vector<a_byte> longer = bytes;
-    longer.push_back(0);
-    EXPECT_FALSE(read(back, longer));
-    for (const size_t size : {size_t{0}, size_t{1}, size_t{2}, STORED_SIZE - 1}) {
-        EXPECT_FALSE(read(back, {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size)})) << size;
-        std::vector<a_byte> full(size + 1);
-        UTBufOStream output(full.data(), size);
-        EXPECT_FALSE(record.serialize(output)) << size;
-    }
-    for (const size_t at : {0, 1}) {
-        std::vector<a_byte> other = bytes;
-        other[at]++;
-        a_custom_collation_info untouched;
-        EXPECT_FALSE(read(untouched, other));
-        EXPECT_EQ(untouched.orv_collation_label[0], '\0') << "nothing behind a wrong head is read";
+    for (const size_t size : {0, 1, 2, 1829}) {
+        UTBufOStream cut(bytes.data(), size);
+        EXPECT_FALSE(record.serialize(cut)) << size;
     }
 }
 

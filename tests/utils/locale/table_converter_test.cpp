@@ -30,16 +30,6 @@ const CharsetInfo * charset(const char * label)
     return row;
 }
 
-Bytes u16(const Units & units)
-{
-    Bytes bytes;
-    for (const a_utf16 unit : units) {
-        bytes.push_back(static_cast<a_byte>(unit & 0xFF));
-        bytes.push_back(static_cast<a_byte>(unit >> 8));
-    }
-    return bytes;
-}
-
 // ---- To the hub by a table
 
 TEST(UnicodeMapConverter, EachByteOfEachCharacterSetIsTheCataloguesValue)
@@ -67,65 +57,9 @@ TEST(UnicodeMapConverter, EachByteOfEachCharacterSetIsTheCataloguesValue)
     }
 }
 
-TEST(UnicodeMapConverter, AValueThatTheRoomCutsIsDeliveredFirst)
-{
-    CharsetConverter conv(&locale(), locale().UTF16LE(), charset("windows-1252"));
-    PivotBuffer pivot;
-    const a_byte input[] = {0x80, 0x99}; // U+20AC, U+2122
-    const void * src = input;
-    a_byte out[3] = {};
-    void * dest = out;
-    EXPECT_EQ(conv.ContinueConvert(pivot, &dest, out + 3, &src, input + 2, TRUE),
-              ORV_CONV_DST_BUFFER_OVERRUN);
-    EXPECT_EQ(src, input + 2);
-    EXPECT_EQ(hex({out, 3}), "AC 20 22 ");
-    dest = out;
-    EXPECT_EQ(conv.ContinueConvert(pivot, &dest, out, &src, input + 2, TRUE), ORV_CONV_DST_BUFFER_OVERRUN)
-        << "a byte is pending, and there is no room";
-    EXPECT_EQ(conv.ContinueConvert(pivot, &dest, out + 1, &src, input + 2, TRUE), ORV_CONV_OK);
-    EXPECT_EQ(dest, out + 1);
-    EXPECT_EQ(out[0], 0x21);
-}
-
 // ---- Last resorts
 
 struct a_case {
-    const char * dest;
-    const char * src;
-    Bytes input;
-    Bytes output;
-    unsigned flags;
-};
-
-TEST(LastResort, WhatIsReplacedAndWhatIsMetIsExact)
-{
-    const a_case cases[] = {
-        {"UTF-16LE", "Shift_JIS", {0x82, 0xA0, 'a'}, u16({0xFFFD, 'a'}), UNMAPPABLE},
-        {"UTF-16LE", "Shift_JIS", {'a', 0x82}, u16({'a', 0xFFFD}), TRUNCATED},
-        {"UTF-16LE", "Shift_JIS", {0xB1, 0x7F}, u16({0xFFFD, 0x7F}), UNMAPPABLE}, // half-width: one byte
-        {"UTF-16LE", "Shift_JIS", {0x82, 'A', 'B'}, u16({0xFFFD, 'B'}), UNMAPPABLE},
-        {"windows-1252", "UTF-16LE", u16({0x20AC}), {0x1A}, UNMAPPABLE},
-        {"Big5-HKSCS",
-         "UTF-16LE",
-         u16({'a', 0x20AC, 0x7F, 0x80}),
-         {'a', 0xA1, 0x48, 0x7F, 0xA1, 0x48},
-         UNMAPPABLE},
-        {"Big5-HKSCS", "UTF-16LE", u16({0xD83D, 0xDE00}), {0xA1, 0x48}, UNMAPPABLE},
-        {"Big5-HKSCS", "UTF-16LE", u16({0xD83D, 'A'}), {0xA1, 0x48, 'A'}, UNMAPPABLE | ILLEGAL},
-        {"Big5-HKSCS", "UTF-16LE", u16({0xDE00}), {0xA1, 0x48}, UNMAPPABLE},
-        {"Big5-HKSCS", "UTF-16LE", u16({'A', 0xD83D}), {'A', 0xA1, 0x48}, TRUNCATED},
-    };
-    for (const a_case & c : cases) {
-        SCOPED_TRACE(std::string(c.src) + " to " + c.dest + ": " + hex(c.input));
-        CharsetConverter conv(&locale(), charset(c.dest), charset(c.src));
-        EXPECT_TRUE(conv.support_reporting());
-        EXPECT_FALSE(conv.is_supported());
-        EXPECT_EQ(ConverterDriver(conv).whole(c.input),
-                  (a_outcome{c.output, ORV_CONV_OK, c.flags, c.input.size()}));
-    }
-}
-
-struct a_stop {
     const char * dest;
     const char * src;
     Bytes input;
@@ -133,71 +67,50 @@ struct a_stop {
     a_outcome outcome;
 };
 
-TEST(LastResort, CursorsStandWhereAStopSaysSo)
+// An outcome of the whole input.
+a_outcome all(const Bytes & output, unsigned flags, size_t size)
 {
-    const a_stop stops[] = {
-        // Just behind the first byte of the character, decoding; behind the character, encoding.
-        {"UTF-16LE",
-         "Shift_JIS",
-         {'a', 0x82, 0xA0, 'b'},
-         UNMAPPABLE,
-         {u16({'a'}), ORV_CONV_UNMAPPABLE_CHARACTER, UNMAPPABLE, 2}},
-        {"UTF-16LE",
-         "Shift_JIS",
-         {'a', 0x82},
-         TRUNCATED,
-         {u16({'a'}), ORV_CONV_TRUNCATED_CHARACTER, TRUNCATED, 1}},
-        {"Big5",
-         "UTF-16LE",
-         u16({'a', 0xD83D, 0xDE00, 'b'}),
-         UNMAPPABLE,
-         {{'a'}, ORV_CONV_UNMAPPABLE_CHARACTER, UNMAPPABLE, 6}},
-        {"Big5",
-         "UTF-16LE",
-         u16({0xDE00, 'b'}),
-         ILLEGAL | UNMAPPABLE,
-         {{}, ORV_CONV_UNMAPPABLE_CHARACTER, UNMAPPABLE, 2}},
-        // On a lone lead surrogate when that stops; behind it when its lack of a mapping does.
-        {"Big5",
-         "UTF-16LE",
-         u16({'a', 0xD83D, 'b'}),
-         ILLEGAL | UNMAPPABLE,
-         {{'a'}, ORV_CONV_ILLEGAL_CHARACTER, ILLEGAL, 2}},
-        {"Big5",
-         "UTF-16LE",
-         u16({'a', 0xD83D, 'b'}),
-         UNMAPPABLE,
-         {{'a'}, ORV_CONV_UNMAPPABLE_CHARACTER, ILLEGAL | UNMAPPABLE, 4}},
-        {"Big5",
-         "UTF-16LE",
-         u16({'a', 0xD83D}),
-         TRUNCATED,
-         {{'a'}, ORV_CONV_TRUNCATED_CHARACTER, TRUNCATED, 2}},
-    };
-    for (const a_stop & s : stops) {
-        SCOPED_TRACE(std::string(s.src) + " to " + s.dest + ": " + hex(s.input));
-        CharsetConverter conv(&locale(), charset(s.dest), charset(s.src));
-        conv.stop_at().set(s.stop_at);
-        ConverterDriver driver(conv);
-        EXPECT_EQ(driver.whole(s.input), s.outcome);
-        for (size_t at = 0; at <= s.input.size(); at++) {
-            EXPECT_EQ(driver.in_two_pieces_up_to_a_stop(s.input, at, 16), s.outcome) << "cut at " << at;
-        }
-    }
+    return {output, ORV_CONV_OK, flags, size};
 }
 
-// A UTF-16 row has no table of lead bytes to look into.
-TEST(LastResort, ASourceWithoutATableIsReadByteByByte)
+TEST(LastResort, SubstitutesFlagsAndCursorsAreExactWithAndWithoutAStop)
 {
-    ToUTF16LastResortCharsetConverter conv(&locale(), locale().UTF16LE(), locale().UTF16BE());
-    EXPECT_FALSE(conv.is_supported());
-    PivotBuffer pivot;
-    const a_byte input[] = {0x20, 0xAC};
-    const void * src = input;
-    alignas(2) a_byte out[8];
-    void * dest = out;
-    EXPECT_EQ(conv.ContinueConvert(pivot, &dest, out + sizeof(out), &src, input + 2, TRUE), ORV_CONV_OK);
-    EXPECT_EQ(hex({out, 4}), "20 00 FD FF ");
+    const char * const hub = "UTF-16LE";
+    constexpr ORV_CONV_RET UNMAPPABLE_STOP = ORV_CONV_UNMAPPABLE_CHARACTER;
+    constexpr ORV_CONV_RET TRUNCATED_STOP = ORV_CONV_TRUNCATED_CHARACTER;
+    const a_case cases[] = {
+        {hub, "Shift_JIS", {0x82, 0xA0, 'a'}, 0, all(u16({0xFFFD, 'a'}), UNMAPPABLE, 3)},
+        {hub, "Shift_JIS", {'a', 0x82}, 0, all(u16({'a', 0xFFFD}), TRUNCATED, 2)},
+        {hub, "Shift_JIS", {0xB1, 0x7F}, 0, all(u16({0xFFFD, 0x7F}), UNMAPPABLE, 2)}, // half-width: one byte
+        {hub, "Shift_JIS", {0x82, 'A', 'B'}, 0, all(u16({0xFFFD, 'B'}), UNMAPPABLE, 3)},
+        {"windows-1252", hub, u16({0x20AC}), 0, all({0x1A}, UNMAPPABLE, 2)},
+        {"Big5-HKSCS", hub, u16({0x20AC, 0x7F, 0x80}), 0, all({0xA1, 0x48, 0x7F, 0xA1, 0x48}, UNMAPPABLE, 6)},
+        {"Big5-HKSCS", hub, u16({0xD83D, 0xDE00}), 0, all({0xA1, 0x48}, UNMAPPABLE, 4)},
+        {"Big5-HKSCS", hub, u16({0xD83D, 'A'}), 0, all({0xA1, 0x48, 'A'}, UNMAPPABLE | ILLEGAL, 4)},
+        {"Big5-HKSCS", hub, u16({0xDE00}), 0, all({0xA1, 0x48}, UNMAPPABLE, 2)},
+        {"Big5-HKSCS", hub, u16({'A', 0xD83D}), 0, all({'A', 0xA1, 0x48}, TRUNCATED, 4)},
+        // Just behind the first byte of the character, decoding; behind the character, encoding.
+        {hub, "Shift_JIS", {'a', 0x82, 0xA0}, UNMAPPABLE, {u16({'a'}), UNMAPPABLE_STOP, UNMAPPABLE, 2}},
+        {hub, "Shift_JIS", {'a', 0x82}, TRUNCATED, {u16({'a'}), TRUNCATED_STOP, TRUNCATED, 1}},
+        {"Big5", hub, u16({0xD83D, 0xDE00, 'b'}), UNMAPPABLE, {{}, UNMAPPABLE_STOP, UNMAPPABLE, 4}},
+        {"Big5", hub, u16({0xDE00, 'b'}), ILLEGAL | UNMAPPABLE, {{}, UNMAPPABLE_STOP, UNMAPPABLE, 2}},
+        // On a lone lead surrogate when that stops; behind it when its lack of a mapping does.
+        {"Big5", hub, u16({0xD83D, 'b'}), ILLEGAL, {{}, ORV_CONV_ILLEGAL_CHARACTER, ILLEGAL, 0}},
+        {"Big5", hub, u16({0xD83D, 'b'}), UNMAPPABLE, {{}, UNMAPPABLE_STOP, ILLEGAL | UNMAPPABLE, 2}},
+        {"Big5", hub, u16({'a', 0xD83D}), TRUNCATED, {{'a'}, TRUNCATED_STOP, TRUNCATED, 2}},
+    };
+    for (const a_case & c : cases) {
+        SCOPED_TRACE(std::string(c.src) + " to " + c.dest + ": " + hex(c.input));
+        CharsetConverter conv(&locale(), charset(c.dest), charset(c.src));
+        EXPECT_TRUE(conv.support_reporting());
+        EXPECT_FALSE(conv.is_supported());
+        conv.stop_at().set(c.stop_at);
+        ConverterDriver driver(conv);
+        EXPECT_EQ(driver.whole(c.input), c.outcome);
+        for (size_t at = 0; at <= c.input.size(); at++) {
+            EXPECT_EQ(driver.in_two_pieces_up_to_a_stop(c.input, at, 16), c.outcome) << "cut at " << at;
+        }
+    }
 }
 
 // ---- Two stages
@@ -296,23 +209,6 @@ TEST(Pivot, ALoneHalfInTheBufferEndsNothing)
             EXPECT_EQ(driver.in_two_pieces(input, at, room), whole) << at << " " << room;
         }
     }
-}
-
-TEST(Pivot, WhatHasNoRoomWaitsInTheBuffer)
-{
-    CharsetConverter conv(&locale(), locale().UTF8(), charset("windows-1252"));
-    PivotBuffer pivot;
-    const a_byte input[] = {0x80, 'a', 'b'};
-    const void * src = input;
-    a_byte out[8];
-    void * dest = out;
-    EXPECT_EQ(conv.ContinueConvert(pivot, &dest, out + 1, &src, input + 3, TRUE),
-              ORV_CONV_DST_BUFFER_OVERRUN);
-    EXPECT_EQ(src, input + 3);
-    EXPECT_EQ(dest, out + 1);
-    EXPECT_EQ(conv.ContinueConvert(pivot, &dest, out + sizeof(out), &src, input + 3, TRUE), ORV_CONV_OK);
-    EXPECT_EQ(hex({out, static_cast<size_t>(static_cast<a_byte *>(dest) - out)}), "E2 82 AC 61 62 ");
-    EXPECT_EQ(pivot._unidata_end, pivot._buffer);
 }
 
 // ---- All pairs

@@ -10,6 +10,17 @@
 
 using Units = std::vector<a_utf16>;
 
+// Units in the hub's byte order, UTF-16LE.
+inline std::vector<a_byte> u16(const Units & units)
+{
+    std::vector<a_byte> bytes;
+    for (const a_utf16 unit : units) {
+        bytes.push_back(static_cast<a_byte>(unit & 0xFF));
+        bytes.push_back(static_cast<a_byte>(unit >> 8));
+    }
+    return bytes;
+}
+
 class UnicodeTexts {
 public:
     explicit UnicodeTexts(std::mt19937_64 & random) : _random(random) {}
