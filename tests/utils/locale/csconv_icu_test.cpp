@@ -70,18 +70,6 @@ TEST(IcuConverter, AWarningOnOpeningMeansNotSupportedAndEveryHandleIsClosedOnce)
     }
 }
 
-TEST(IcuConverter, ResetIsForItsDirectionAlone)
-{
-    LocaleWithFakeIcu locale;
-    ToUTF16ICUCharsetConverter to(&locale, locale.UTF16LE(), charset("EUC-JP"));
-    FromUTF16ICUCharsetConverter from(&locale, charset("EUC-JP"), locale.UTF16LE());
-    (void)locale.take_log();
-    to.Reset();
-    EXPECT_EQ(locale.take_log(), "reset-to ");
-    from.Reset();
-    EXPECT_EQ(locale.take_log(), "reset-from ");
-}
-
 // What must come of two good characters with a bad one in between.
 a_outcome expected(bool is_unmappable, unsigned stop_at, const Bytes & good, const Bytes & substitute,
                    size_t bad_size)

@@ -71,21 +71,15 @@ std::string Name(size_t row, unsigned byte)
     return text;
 }
 
-TEST(PackedCollations, PositionsHaveNoGap)
+TEST(PackedCollations, PositionsHaveNoGapAndCaselessOnesAreCoarser)
 {
     ASSERT_EQ(AllRowsWithTables().size(), 55u);
     for (const size_t row : AllRowsWithTables()) {
-        for (const Table * table : {&Packed(row).sensitive, &Packed(row).insensitive}) {
+        const a_packed_collation_order & packed = Packed(row);
+        for (const Table * table : {&packed.sensitive, &packed.insensitive}) {
             const std::set<a_byte> used(std::begin(*table), std::end(*table));
             EXPECT_EQ(used.size(), size_t{*used.rbegin()} + 1) << row;
         }
-    }
-}
-
-TEST(PackedCollations, CaselessOrderIsTheOtherOneMadeCoarser)
-{
-    for (const size_t row : AllRowsWithTables()) {
-        const a_packed_collation_order & packed = Packed(row);
         for (unsigned a = 0; a < 256; ++a) {
             for (unsigned b = 0; b < 256; ++b) {
                 ASSERT_TRUE(packed.sensitive[a] > packed.sensitive[b] ||
@@ -96,7 +90,8 @@ TEST(PackedCollations, CaselessOrderIsTheOtherOneMadeCoarser)
     }
 }
 
-TEST(PackedCollations, FoldingKeepsThePlaceAndIsDoneOnce)
+// Lower case comes just before upper case: no letter of another kind may stand between the two.
+TEST(PackedCollations, FoldingIsDoneOnceAndItsLettersAreNeighbours)
 {
     for (const size_t row : AllRowsWithTables()) {
         const a_packed_collation_order & packed = Packed(row);
@@ -106,22 +101,12 @@ TEST(PackedCollations, FoldingKeepsThePlaceAndIsDoneOnce)
                 ASSERT_EQ((*map)[folded], folded) << Name(row, b);
                 ASSERT_EQ(packed.insensitive[folded], packed.insensitive[b]) << row << ' ' << b;
             }
+            const a_byte lower = packed.tolower[b];
+            EXPECT_TRUE(lower == b || packed.sensitive[lower] + 1 == packed.sensitive[b]) << row << ' ' << b;
         }
         for (unsigned b = 'a'; b <= 'z'; ++b) {
             EXPECT_EQ(packed.toupper[b], b - 'a' + 'A') << row;
             EXPECT_EQ(packed.tolower[b - 'a' + 'A'], b) << row;
-        }
-    }
-}
-
-// Lower case comes just before upper case: no letter of another kind may stand between the two.
-TEST(PackedCollations, NothingStandsBetweenTheTwoCasesOfALetter)
-{
-    for (const size_t row : AllRowsWithTables()) {
-        const a_packed_collation_order & packed = Packed(row);
-        for (unsigned b = 0; b < 256; ++b) {
-            const a_byte lower = packed.tolower[b];
-            EXPECT_TRUE(lower == b || packed.sensitive[lower] + 1 == packed.sensitive[b]) << row << ' ' << b;
         }
     }
 }
@@ -159,14 +144,6 @@ TEST(PackedCollations, AsciiKeepsItsOrder)
     }
     EXPECT_EQ(packed.insensitive[u8'a'], 0x4C);
     EXPECT_EQ(packed.insensitive[u8'A'], 0x4C);
-}
-
-TEST(PackedCollations, LettersOfWindows1252KeepTheirPlace)
-{
-    const a_packed_collation_order & packed = Packed(46);
-    EXPECT_EQ(packed.sensitive[u8'a'], 0x79);
-    for (const unsigned b : {0x41u, 0xC0u, 0xC1u, 0xC2u, 0xC3u, 0xC4u, 0xC5u})
-        EXPECT_EQ(packed.sensitive[b], 0x7A) << b;
 }
 
 // Multi-byte text orders by code, whatever the character set.
@@ -312,23 +289,6 @@ TEST(LeadBytes, AreLettersWhereMostOfTheirCharactersAre)
     }
     // The nearest table has letters there that its forerunner lacks.
     ExpectTheListed(found, {"24 135"});
-}
-
-TEST(LeadBytes, IllFormedUtf8BytesAreNone)
-{
-    const struct {
-        unsigned first, last;
-        int utf8, cesu8;
-    } ranges[] = {
-        {0x80, 0xC1, 0, 0}, {0xC2, 0xDF, 1, 1}, {0xE0, 0xEF, 2, 2}, {0xF0, 0xF4, 3, 0}, {0xF5, 0xFF, 0, 0}};
-    for (const auto & range : ranges) {
-        for (unsigned b = range.first; b <= range.last; ++b) {
-            EXPECT_EQ(Packed(53).flags[b] & PACKED_TRAILING_BYTES, range.utf8) << b;
-            EXPECT_EQ(Packed(56).flags[b] & PACKED_TRAILING_BYTES, range.cesu8) << b;
-        }
-    }
-    EXPECT_EQ(Packed(8).flags[0x8F] & PACKED_TRAILING_BYTES, 2);
-    EXPECT_EQ(Packed(10).flags[0x8E] & PACKED_TRAILING_BYTES, 3);
 }
 
 // The byte of a letter, in whatever form the page has it: Arabic pages of DOS times hold its shapes.

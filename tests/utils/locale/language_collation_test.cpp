@@ -105,57 +105,53 @@ TEST(CollationSpec, TheFirstParenthesisEndsTheLabelThenTheFirstBrace)
 {
     const struct {
         const char * spec;
+        size_t size;
+        a_bool fits;
         const char * label;
         const char * opts; // null for none
-    } cases[] = {{"UCA", "UCA", nullptr},
-                 {"UCA(Case=yes)", "UCA", "(Case=yes)"},
-                 {"UCA{x}", "UCA", "{x}"},
-                 {"UCA{x(y)}", "UCA{x", "(y)}"},
-                 {"(", "", "("},
-                 {"", "", nullptr},
-                 {"UCA )", "UCA )", nullptr}};
+    } cases[] = {{"UCA", 32, TRUE, "UCA", nullptr},
+                 {"UCA(Case=yes)", 4, TRUE, "UCA", "(Case=yes)"},
+                 {"UCA{x}", 32, TRUE, "UCA", "{x}"},
+                 {"UCA{x(y)}", 32, TRUE, "UCA{x", "(y)}"},
+                 {"(", 32, TRUE, "", "("},
+                 {"UCA )", 32, TRUE, "UCA )", nullptr},
+                 {"UCAS(Case=yes)", 4, FALSE, "UCA", "(Case=yes)"},
+                 {"UCAS", 4, FALSE, "UCA", nullptr},
+                 {nullptr, 4, FALSE, "", nullptr}};
     for (const auto & row : cases) {
+        SCOPED_TRACE(&row - cases);
         char label[32] = "untouched";
         const char * opts = "untouched";
-        EXPECT_TRUE(UTLocale::GetCollationLabel(row.spec, label, sizeof label, &opts)) << row.spec;
-        EXPECT_STREQ(label, row.label) << row.spec;
-        EXPECT_STREQ(opts, row.opts) << row.spec;
+        EXPECT_EQ(UTLocale::GetCollationLabel(row.spec, label, row.size, &opts), row.fits);
+        EXPECT_STREQ(label, row.label);
+        EXPECT_STREQ(opts, row.opts);
     }
-}
-
-TEST(CollationSpec, ALabelThatDoesNotFitIsCutAndRefused)
-{
-    char label[4] = "xyz";
-    EXPECT_TRUE(UTLocale::GetCollationLabel("UCA(Case=yes)", label, sizeof label, nullptr));
-    EXPECT_STREQ(label, "UCA");
-    EXPECT_FALSE(UTLocale::GetCollationLabel("UCAS(Case=yes)", label, sizeof label, nullptr));
-    EXPECT_STREQ(label, "UCA");
-    EXPECT_FALSE(UTLocale::GetCollationLabel("UCAS", label, sizeof label, nullptr));
-    EXPECT_STREQ(label, "UCA");
-    const char * opts = "untouched";
-    EXPECT_FALSE(UTLocale::GetCollationLabel(nullptr, label, sizeof label, &opts));
-    EXPECT_STREQ(label, "");
-    EXPECT_EQ(opts, nullptr);
 }
 
 TEST(LanguagesList, GoesFromTheLastLanguageDownAndNeedsRoomForAll)
 {
     const LanguageSet set = language("en")->bit() | language("de")->bit() | language("th")->bit();
-    char text[32];
-    EXPECT_TRUE(CollationInfo::GetLanguagesList(text, sizeof text, ", ", set));
-    EXPECT_STREQ(text, "th, de, en");
-    EXPECT_TRUE(CollationInfo::GetLanguagesList(text, sizeof "th, de, en", ", ", set));
-    EXPECT_STREQ(text, "th, de, en");
-    EXPECT_FALSE(CollationInfo::GetLanguagesList(text, sizeof "th, de, en" - 1, ", ", set));
-    EXPECT_STREQ(text, "th, de, e");
-    EXPECT_FALSE(CollationInfo::GetLanguagesList(text, sizeof "th, ", ", ", set));
-    EXPECT_TRUE(CollationInfo::GetLanguagesList(text, sizeof text, ",", 0));
-    EXPECT_STREQ(text, "");
-    EXPECT_TRUE(CollationInfo::GetLanguagesList(text, 1, ",", 0));
-    EXPECT_FALSE(CollationInfo::GetLanguagesList(text, 0, ",", 0));
-    // Bits of no language.
-    EXPECT_TRUE(CollationInfo::GetLanguagesList(text, sizeof text, ",", 0xFC000000U | language("fr")->bit()));
-    EXPECT_STREQ(text, "fr");
+    const struct {
+        size_t size;
+        const char * separator;
+        LanguageSet set;
+        a_bool fits;
+        const char * text;
+    } rows[] = {
+        {32, ", ", set, TRUE, "th, de, en"},
+        {11, ", ", set, TRUE, "th, de, en"},
+        {10, ", ", set, FALSE, "th, de, e"},
+        {5, ", ", set, FALSE, "th, "},
+        {1, ",", 0, TRUE, ""},
+        {0, ",", 0, FALSE, "untouched"},
+        {32, ",", 0xFC000000U | language("fr")->bit(), TRUE, "fr"}, // bits of no language
+    };
+    for (const auto & row : rows) {
+        char text[32] = "untouched";
+        EXPECT_EQ(CollationInfo::GetLanguagesList(text, row.size, row.separator, row.set), row.fits)
+            << row.size;
+        EXPECT_STREQ(text, row.text);
+    }
 }
 
 int order(const char * a, const char * b)
@@ -251,20 +247,6 @@ TEST(CustomCollation, AnyNameOfItsCharacterSetWillDoAndIcuNeedsNone)
     EXPECT_TRUE(CollationInfo(&icu).IsICUCollation());
 }
 
-TEST(CustomCollation, FieldsWithoutATerminatorAreReadToTheirEndOnly)
-{
-    const std::string longest(300, 'A');
-    a_custom_collation_info info = record(longest.c_str(), longest.c_str());
-    fill(info.kep_so_case, longest.c_str());
-    fill(info.kep_so_caseless, longest.c_str());
-    fill(info.description, longest.c_str());
-    const CollationInfo custom(&info);
-    EXPECT_EQ(strlen(custom.orv_collation_label()), 51U);
-    EXPECT_EQ(strlen(custom.kep_sensitive_sortorder()), 51U);
-    EXPECT_EQ(strlen(custom._description), 129U);
-    EXPECT_EQ(custom.required_charset(), nullptr);
-}
-
 TEST(CollationDescription, OnlyACustomOneWithoutAStringIdHasItsOwnText)
 {
     UTLocale locale;
@@ -282,12 +264,6 @@ TEST(CollationDescription, OnlyACustomOneWithoutAStringIdHasItsOwnText)
     const a_custom_collation_info known = record("UTF8", "utf8");
     EXPECT_EQ(CollationInfo(&known).get_description(no_strings, text, sizeof text), 0U);
     EXPECT_EQ(UTLocale::GetDefaultCollation()->get_description(no_strings, text, sizeof text), 0U);
-}
-
-TEST(CustomCollationDeathTest, BuiltInRowsHaveNoTablesOfTheirOwn)
-{
-    EXPECT_DEATH((void)UTLocale::GetDefaultCollation()->get_packed_collation_for_custom_collation(),
-                 "Illegal function call for non-custom collation.\nFile 'utils/locale/utlocale' at line #");
 }
 
 } // namespace

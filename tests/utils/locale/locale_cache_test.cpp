@@ -30,19 +30,6 @@ uint16 * failed()
     return reinterpret_cast<uint16 *>(~uintptr_t{0});
 }
 
-TEST(ByteMaps, PairsThatCanHaveNoMapLeaveNoEntry)
-{
-    UTLocale locale;
-    const CharsetInfo * latin1 = row(1);
-    const CharsetInfo * utf8 = row(53);
-    EXPECT_EQ(locale.GetConversionTable(nullptr, latin1, TRUE, TRUE), nullptr);
-    EXPECT_EQ(locale.GetConversionTable(latin1, nullptr, TRUE, TRUE), nullptr);
-    EXPECT_EQ(locale.GetConversionTable(latin1, latin1, TRUE, TRUE), nullptr);
-    EXPECT_EQ(locale.GetConversionTable(utf8, latin1, TRUE, TRUE), nullptr);
-    EXPECT_EQ(locale.GetConversionTable(latin1, utf8, TRUE, TRUE), nullptr);
-    EXPECT_EQ(UTLocaleInspector::entries(locale), 0U);
-}
-
 // A build tree has a conversion file with all pairs, where a program in it finds it.
 TEST(ByteMaps, ComeFromTheInstalledFile)
 {
@@ -73,38 +60,6 @@ TEST(ByteMaps, AFailureIsRememberedOnce)
     EXPECT_EQ(entries[0]->queue.after_me, &entries[0]->queue);
 }
 
-TEST(ByteMaps, TheSourceChoosesTheBucketAndTheNewestGoesFirst)
-{
-    UTLocale locale;
-    // Row 1 has identifier 1, row 32 has 33: one bucket.
-    (void)locale.GetConversionTable(row(2), row(1), TRUE, TRUE);
-    (void)locale.GetConversionTable(row(3), row(32), TRUE, TRUE);
-    (void)locale.GetConversionTable(row(1), row(2), TRUE, TRUE); // the other direction is another pair
-    (void)locale.GetConversionTable(row(4), row(1), TRUE, TRUE);
-    (void)locale.GetConversionTable(row(2), row(1), FALSE, FALSE);
-    const auto entries = UTLocaleInspector::bucket(locale, 1);
-    ASSERT_EQ(entries.size(), 3U);
-    EXPECT_TRUE(entries[0]->_src_csinfo == row(1) && entries[0]->_dest_csinfo == row(4));
-    EXPECT_TRUE(entries[1]->_src_csinfo == row(32) && entries[1]->_dest_csinfo == row(3));
-    EXPECT_TRUE(entries[2]->_src_csinfo == row(1) && entries[2]->_dest_csinfo == row(2));
-    EXPECT_EQ(UTLocaleInspector::bucket(locale, 2).size(), 1U);
-    EXPECT_EQ(UTLocaleInspector::entries(locale), 4U);
-}
-
-TEST(UnicodeMaps, HoldAsciiAndTheRowsUpperHalf)
-{
-    UTLocale locale;
-    EXPECT_FALSE(UTLocaleInspector::has_slots(locale)) << "nothing is made before it is asked for";
-    for (const CharsetInfo & charset : UTLocale::_charset_info) {
-        const uint16 * map = locale.FindOrLoadSBCSToUTF16(&charset);
-        ASSERT_EQ(map != nullptr, charset.max_char_size() == 1) << charset.orv_label();
-        EXPECT_EQ(locale.FindOrLoadSBCSToUTF16(&charset), map) << "made once";
-        for (int i = 0; map != nullptr && i < 256; i++) {
-            EXPECT_EQ(map[i], i < 128 ? i : charset._to_utf16_upper128[i - 128]) << charset.orv_label() << i;
-        }
-    }
-}
-
 TEST(UnicodeMaps, AFailureIsRememberedInItsSlot)
 {
     UTLocale locale;
@@ -128,16 +83,6 @@ TEST(UnicodeMaps, RowsOfNoCatalogueAreRefused)
     stranger._to_utf16_upper128 = nullptr;
     EXPECT_EQ(locale.FindOrLoadSBCSToUTF16(&stranger), nullptr);
     EXPECT_EQ(UTLocaleInspector::slot(locale, 26), failed());
-}
-
-TEST(UnicodeMaps, OnlySingleByteRowsHaveAnUpperHalf)
-{
-    UTLocale locale;
-    uint16 map[128];
-    EXPECT_FALSE(locale.GetUnicodeUpper128(map, nullptr));
-    EXPECT_FALSE(locale.GetUnicodeUpper128(map, row(6)));
-    EXPECT_TRUE(locale.GetUnicodeUpper128(map, row(3)));
-    EXPECT_EQ(memcmp(map, row(3)->_to_utf16_upper128, sizeof map), 0);
 }
 
 // Each thread asks for all pairs and all maps, beginning elsewhere than the others. The thread sanitizer
