@@ -208,36 +208,6 @@ std::string RandomBytes(std::mt19937 & random, size_t most)
 
 } // namespace
 
-TEST(CollationEntry, EveryStringOfAllKeysComparesAndKeysAsInUTF16)
-{
-    const std::vector<a_text> & texts = AllKeys();
-    std::mt19937 random; // always the same: rare quirks of an ICU shall not strike by chance
-    for (const a_tailoring & tailoring : TAILORINGS) {
-        SCOPED_TRACE(tailoring.locale);
-        const a_collator collator = Open(tailoring);
-        std::string last_key;
-        for (size_t i = 0; i < texts.size(); i++) {
-            // Its neighbour in the table, or any other string, behind a common beginning or not.
-            const a_text & beginning = texts[random() % texts.size()];
-            const a_text & other =
-                texts[random() % 2 != 0 ? (i + 1) % texts.size() : random() % texts.size()];
-            const bool long_ones = random() % 2 != 0;
-            const a_text s1 = long_ones ? TextOf(beginning.units + texts[i].units) : texts[i];
-            const a_text s2 = long_ones ? TextOf(beginning.units + other.units) : other;
-            const int expected = Reference(collator.get(), s1.units, s2.units);
-            ASSERT_EQ(CompareUTF8(collator.get(), s1.utf8, s2.utf8), expected) << s1.utf8 << ' ' << s2.utf8;
-            ASSERT_EQ(CompareInPieces(collator.get(), s1.utf8, s2.utf8, 1 + random() % 5, nullptr), expected)
-                << s1.utf8 << ' ' << s2.utf8;
-            const std::string key1 = KeyOfUTF8(collator.get(), s1.utf8, 1000);
-            const std::string key2 = KeyOfUTF8(collator.get(), s2.utf8, 1000);
-            ASSERT_EQ(key1, ReferenceKey(collator.get(), s1.units)) << s1.utf8;
-            ASSERT_EQ(Sign(key1.compare(key2)), expected) << s1.utf8 << ' ' << s2.utf8;
-            const size_t cut = random() % (key1.size() + 2);
-            ASSERT_EQ(KeyOfUTF8(collator.get(), s1.utf8, cut), key1.substr(0, cut)) << s1.utf8 << ", " << cut;
-        }
-    }
-}
-
 TEST(CollationEntry, LongestTextIsKeyedWithoutAWarning)
 {
     const a_collator collator = Open(TAILORINGS[0]);

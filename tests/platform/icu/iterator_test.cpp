@@ -152,19 +152,6 @@ TEST(FragmentedIterator, NoPieceAndNoMoveOfTheTextShows)
     }
 }
 
-TEST(FragmentedIterator, TextThatIsAllAtHandIsNeverAskedFor)
-{
-    for (const size_t limit : {size_t{3}, size_t{2}}) {
-        MovingText text("abc", 3, [] { return 0; });
-        text.allow_up_to(0);
-        FragmentedUTF8Iterator iter(text.bytes(), 3, limit, &MovingText::fill, &text);
-        while (iter.next() >= 0) {
-        }
-        EXPECT_EQ(iter.index(), static_cast<int32_t>(limit));
-        EXPECT_EQ(text.complaint(), "");
-    }
-}
-
 // A long text is cut at a whole character once its length is known, which may take back what was at hand.
 TEST(FragmentedIterator, LastCharacterTakenBackIsTheEnd)
 {

@@ -229,14 +229,6 @@ TEST(LanguageFile, LevelsMakeTheSmallestFile)
     }
 }
 
-TEST(LanguageFile, TextUnderTwoNumbersIsWrittenOnce)
-{
-    const auto size = [](const a_string_map & strings) {
-        return make_res_file(strings, {16, 0, 0, 0}).size();
-    };
-    EXPECT_EQ(size({{1, "same text"}, {2, "same text"}}), size({{1, "same text"}}));
-}
-
 TEST(HostileLanguageFile, CutAnywhereIsAFault)
 {
     const a_compiled_file file =

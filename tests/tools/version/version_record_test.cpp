@@ -110,16 +110,6 @@ TEST_F(LibraryRecord, IsTheOnlyOneAndSurvivesStripping)
 
 std::string load_line;
 
-TEST_F(LibraryRecord, ShowsInTheLineAboutALoadedLibrary)
-{
-    UTDumpDllNames([](const char * line) { load_line = line; });
-    a_dll_handle const dll = UTLoadLibrary(library.c_str());
-    UTDumpDllNames(nullptr);
-    EXPECT_NE(dll, nullptr);
-    UTUnloadLibrary(dll);
-    EXPECT_EQ(load_line, "Loading DLL \"" + library + "\", 16.0.0.428");
-}
-
 // What a process writes to its standard output while it loads the library.
 std::string output_at_load(const char * variable)
 {

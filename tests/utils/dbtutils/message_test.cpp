@@ -133,20 +133,6 @@ TEST_F(Report, TextThatFillsTheBufferCountsAsCut)
     }
 }
 
-TEST_F(Report, BufferStaysLargeUntilItIsGivenBack)
-{
-    const std::string text(5000, 'x');
-    Message(note, "%1", text.c_str());
-    Message(note, "short");
-    FreeMessageMem();
-    FreeMessageMem();
-    Message(note, "short");
-    ASSERT_EQ(seen.size(), 3u);
-    EXPECT_GT(seen[1].buffer_size, 5000u);
-    EXPECT_LT(seen[2].buffer_size, 1100u);
-    EXPECT_EQ(seen[2].text, "short");
-}
-
 TEST_F(Report, NothingToCallAndNothingToSay)
 {
     SetLastMessageId(7);

@@ -82,24 +82,4 @@ TEST(CharFunctions, OnlyLettersHaveCase)
     }
 }
 
-TEST(CharFunctions, BeforeInitEachByteIsACharacterOfItsOwn)
-{
-    const LS_CharFunctions functions;
-    const char text[] = "\x81\x81";
-    EXPECT_EQ(functions.nextChar(text), text + 1);
-    EXPECT_FALSE(functions.isAlpha('a'));
-    EXPECT_EQ(functions.toUpper('a'), 'a');
-}
-
-TEST(CharFunctions, TheFirstInitStands)
-{
-    const ScopedLocaleEnvironment environment;
-    LS_CharFunctions functions;
-    environment.set("VXCHARSET", "GBK");
-    functions.init();
-    environment.set("VXCHARSET", "ISO-8859-1");
-    functions.init();
-    EXPECT_TRUE(functions.isLeadByte('\x81'));
-}
-
 } // namespace

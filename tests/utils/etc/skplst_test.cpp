@@ -150,18 +150,6 @@ TEST_F(SkipListTest, FingerInFrontOfTheKeyIsNotSentBack)
     list.deleteEntries();
 }
 
-TEST_F(SkipListTest, AllLevelsOfTheHighestNodeAreLinkedAndUnlinked)
-{
-    SkipListNodePool pool(counted_alloc, counted_free, NO_LIMIT);
-    SkipListNode * highest = pool.allocNode(SKIPLIST_LEVELS);
-    ASSERT_NE(highest, nullptr);
-    std::fill_n(highest->_forward_ptr, SKIPLIST_LEVELS,
-                highest); // within its bytes, says the address sanitizer
-    pool.freeNode(highest, SKIPLIST_LEVELS);
-    EXPECT_NE(pool.allocNode(SKIPLIST_LEVELS - 1), highest) << "chains of different heights are mixed up";
-    EXPECT_EQ(pool.allocNode(SKIPLIST_LEVELS), highest);
-}
-
 TEST_F(SkipListTest, HeightsComeWithTheirProbabilities)
 {
     constexpr unsigned int draws = 1U << 20;

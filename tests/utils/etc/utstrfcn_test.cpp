@@ -95,22 +95,6 @@ TEST(BoundedCopy, CountedSourceIsNotReadBehindTheCount)
     EXPECT_EQ(ut_strnlen("ab", 3), 2U);
 }
 
-TEST(BoundedCopy, FullChainStopsHarmlesslyAndItsLastResultTells)
-{
-    a_buffer to(6);
-    char * next = to.bytes.get();
-    size_t left = to.size;
-    EXPECT_TRUE(ut_strcpy(next, left, "ab", &next, &left));
-    EXPECT_TRUE(ut_strcat(next, left, "c", &next, &left));
-    EXPECT_TRUE(ut_strcpy(next, left, "de", &next, &left)); // into the last byte
-    EXPECT_EQ(left, 0U);
-    EXPECT_EQ(next, to.bytes.get() + to.size);
-    EXPECT_FALSE(ut_strcpy(next, left, "f", &next, &left));
-    EXPECT_FALSE(ut_strncat(next, left, "", 0, &next, &left));
-    EXPECT_EQ(next, to.bytes.get() + to.size);
-    EXPECT_STREQ(to.bytes.get(), "abcde");
-}
-
 TEST(BoundedCopy, NullSourceLeavesEverythingButForTheCountedCopy)
 {
     a_buffer to(5, "ab");

@@ -222,23 +222,6 @@ TEST_F(Installation, CandidatesThatAreRefusedAndDirectoriesArePassedOver)
     EXPECT_EQ(found, folder.path("root/") + NAME);
 }
 
-TEST_F(Installation, APathThatDoesNotFitLeavesTheBufferAlone)
-{
-    folder.write("real/" + NAME, "");
-    const std::string whole = folder.path("root/") + NAME;
-    for (const size_t size : {size_t{0}, size_t{1}, whole.size(), whole.size() + 1}) {
-        for (const bool everywhere : {true, false}) {
-            std::string buffer(whole.size() + 1, '?');
-            EXPECT_EQ(everywhere ? LS_QualifyOrvAnyFile(8, NAME.c_str(), buffer.data(), size, take, 0)
-                                 : LS_SearchDir(8, NAME.c_str(), folder.path("root").c_str(), buffer.data(),
-                                                size, take),
-                      whole.size());
-            EXPECT_EQ(buffer, size > whole.size() ? whole + '\0' : std::string(whole.size() + 1, '?'))
-                << size;
-        }
-    }
-}
-
 TEST_F(Installation, ThirtyTwoBitLibrariesArePassedOver)
 {
     for (const char * bits : {"1", "2"}) {

@@ -238,12 +238,6 @@ UCollator * ORV_ucol_open(const char * locale, UErrorCode * locale_error, UError
     return new UCollator{strcmp(locale, "broken") == 0};
 }
 
-UCollator * ucol_open_3_4(const char * locale, UErrorCode * error)
-{
-    UErrorCode options_error = U_ZERO_ERROR;
-    return ORV_ucol_open(locale, error, &options_error);
-}
-
 void ucol_close_3_4(UCollator * collator)
 {
     note("close");
@@ -259,13 +253,6 @@ void ucol_setAttribute_3_4(UCollator *, UColAttribute attribute, UColAttributeVa
 void ucol_setStrength_3_4(UCollator *, UColAttributeValue strength)
 {
     note("strength", strength);
-}
-
-int32 ucol_getSortKeyPrefix(const UCollator *, const a_utf16 *, int32, a_byte *, uint32, UBool,
-                            UErrorCode * error)
-{
-    *error = U_MISSING_RESOURCE_ERROR; // nobody calls it
-    return 0;
 }
 
 int32 ucol_getSortKeyPrefixSBCS(const UCollator * collator, const char * text, int32 length, a_byte * dest,
@@ -300,13 +287,6 @@ UBool u_isWhitespace_3_4(UChar32 c)
 UBool u_isUWhiteSpace_3_4(UChar32 c)
 {
     return c == ' ';
-}
-
-void uiter_setUTF8_3_4(UCharIterator *, const char *, int32) {}
-
-UCollationResult ucol_strcoll_3_4(const UCollator *, const a_utf16 *, int32, const a_utf16 *, int32)
-{
-    return UCOL_EQUAL;
 }
 
 int ucol_strcoll_sbcs(const UCollator *, const a_utf16 *, const char * s1, size_t length1, const char * s2,
@@ -349,25 +329,19 @@ int32 ORV_strToLower(orv_output_func output, void * output_context, orv_utf16_in
     return map_case(output, output_context, input, input_context, 'A', 'a');
 }
 
-int32 u_strToLower_3_4(a_utf16 *, int32, const a_utf16 *, int32, const char *, UErrorCode *)
-{
-    return 0;
-}
-
-int32 u_strToUpper_3_4(a_utf16 *, int32, const a_utf16 *, int32, const char *, UErrorCode *)
-{
-    return 0;
-}
-
-int32 uloc_canonicalize_3_4(const char *, char *, int32, UErrorCode *)
-{
-    return 0;
-}
-
 ICU_DATASET ORVGetICUDataset()
 {
     return ICU_DATASET_FULL;
 }
+
+// They have to be there, but nobody calls them.
+void ucol_open_3_4() {}
+void ucol_getSortKeyPrefix() {}
+void ucol_strcoll_3_4() {}
+void uiter_setUTF8_3_4() {}
+void u_strToLower_3_4() {}
+void u_strToUpper_3_4() {}
+void uloc_canonicalize_3_4() {}
 
 void ucnv_setFromUCallBack_3_4(UConverter * converter, UConverterFromUCallback callback, const void * context,
                                UConverterFromUCallback * old_callback, const void ** old_context,

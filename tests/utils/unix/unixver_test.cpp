@@ -100,18 +100,6 @@ TEST_F(VersionRecord, MarkerIsFoundWhereverItLiesAcrossBlocks)
     }
 }
 
-TEST_F(VersionRecord, CaptureStopsAtItsBufferOrTheEndOfTheFile)
-{
-    for (const size_t behind : {size_t{4095}, size_t{4096}, size_t{4097}, size_t{20000}}) {
-        tc info;
-        const std::string content = four + "\0"s + std::string(behind - four.size() - 1, 'x');
-        ASSERT_EQ(read(std::string(777, '-') + marker + content, &info), FOUND_DBVERSION);
-        EXPECT_EQ(info.length, std::min<size_t>(behind, 4096));
-        EXPECT_EQ(memcmp(info.buffer + four.size(), content.data() + four.size(), info.length - four.size()),
-                  0);
-    }
-}
-
 TEST_F(VersionRecord, ExtensionsStayInsideWhatWasCaptured)
 {
     const struct {
