@@ -6,6 +6,7 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
+#include <set>
 #include <string>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -117,14 +118,13 @@ TEST_F(FolderTest, CanonicalPathIsWholeOrLeftAlone)
     char path[PATH_BUFFER_SIZE] = "./link";
     EXPECT_EQ(CanonicalizePath(path, sizeof(path)), path);
     EXPECT_EQ(path, _folder.path("file"));
-    char none[PATH_BUFFER_SIZE] = "none";
-    EXPECT_EQ(CanonicalizePath(none, sizeof(none)), nullptr);
-    EXPECT_EQ(errno, ENOENT);
-    EXPECT_STREQ(none, "none");
-    char small[8] = "./link";
-    EXPECT_EQ(CanonicalizePath(small, sizeof(small)), nullptr);
-    EXPECT_EQ(errno, ENAMETOOLONG);
-    EXPECT_STREQ(small, "./link");
+    for (const auto & [text, error] : {std::pair{"none", ENOENT}, {"./link", ENAMETOOLONG}}) {
+        std::string small = text;
+        small.resize(8);
+        EXPECT_EQ(CanonicalizePath(small.data(), small.size()), nullptr);
+        EXPECT_EQ(errno, error);
+        EXPECT_STREQ(small.c_str(), text);
+    }
 }
 
 // ---- Files
@@ -133,16 +133,14 @@ TEST_F(FolderTest, DiskSpaceIsInBytesAndStaysWhenItCannotBeAsked)
 {
     struct statvfs expected = {};
     ASSERT_EQ(statvfs(".", &expected), 0);
-    uint64 free_bytes = 0;
+    uint64 free_bytes = 7;
     uint64 total = 0;
+    EXPECT_TRUE(DiskFreeSpace("none", &free_bytes, nullptr));
+    EXPECT_EQ(free_bytes, 7u);
     EXPECT_TRUE(DiskFreeSpace(".", &free_bytes, &total));
     EXPECT_EQ(total, expected.f_blocks * expected.f_frsize);
-    EXPECT_LE(free_bytes, total);
     EXPECT_GT(free_bytes, expected.f_bavail * expected.f_frsize / 2); // others use the disk, too
-    uint64 left_alone = 7;
-    EXPECT_TRUE(DiskFreeSpace("none", &left_alone, nullptr));
-    EXPECT_EQ(left_alone, 7u);
-    EXPECT_FALSE(DiskFreeSpace(nullptr, &left_alone, &left_alone));
+    EXPECT_FALSE(DiskFreeSpace(nullptr, &free_bytes, &total));
 }
 
 // The name that a file gets today.
@@ -159,24 +157,19 @@ std::string dated(int counter, const char * extension)
 TEST_F(FolderTest, DatedNameIsTheFirstThatDoesNotExist)
 {
     const std::string first = dated(0, ".log");
-    for (int i = 0; i < 101; ++i) {
-        const std::string active = _folder.write("active", std::to_string(i));
-        ASSERT_TRUE(RenameFileUsingDate(active.c_str(), "log"));
+    ASSERT_EQ(symlink("nowhere", dated(1, ".log").c_str()), 0); // a dangling link is taken, too
+    for (int i = 0; i < 100; ++i) {
+        _folder.write("active", std::to_string(i));
+        ASSERT_TRUE(RenameFileUsingDate(_folder.path("active").c_str(), i % 2 == 0 ? "log" : ".log"));
     }
     if (first != dated(0, ".log")) {
         GTEST_SKIP() << "midnight has passed";
     }
     EXPECT_EQ(_folder.read(first), "0");
-    EXPECT_EQ(_folder.read(dated(9, ".log")), "9");
-    EXPECT_EQ(_folder.read(dated(100, ".log")), "100");
-    EXPECT_EQ(_folder.read("active"), "(none)");
-    EXPECT_FALSE(RenameFileUsingDate("none", "log"));
-    // Without a folder in its name, and with an extension of its own point; a dangling link is taken, too.
-    ASSERT_EQ(symlink("nowhere", dated(0, ".x").c_str()), 0);
-    _folder.write("other", "o");
-    EXPECT_TRUE(RenameFileUsingDate("other", ".x"));
-    EXPECT_EQ(_folder.read(dated(1, ".x")), "o");
+    EXPECT_EQ(_folder.read(dated(2, ".log")), "1");
+    EXPECT_EQ(_folder.read(dated(100, ".log")), "99");
     EXPECT_EQ(_folder.read("nowhere"), "(none)");
+    EXPECT_FALSE(RenameFileUsingDate("active", "log"));
 }
 
 TEST_F(FolderTest, DatedCopyIsWholeOrNothing)
@@ -191,35 +184,24 @@ TEST_F(FolderTest, DatedCopyIsWholeOrNothing)
     }
     EXPECT_EQ(copy, _folder.path(expected));
     EXPECT_EQ(_folder.read(expected), content);
-    EXPECT_EQ(_folder.read("active"), content);
-    struct stat found = {};
-    ASSERT_EQ(stat(copy, &found), 0);
-    EXPECT_EQ(found.st_mode & ~static_cast<mode_t>(S_IFMT) & ~static_cast<mode_t>(0044),
-              static_cast<mode_t>(0600)); // 0644 but for the mask
-
     char small[8] = "?";
     EXPECT_FALSE(CopyFileUsingDate(active.c_str(), "bak", small, sizeof(small)));
     EXPECT_STREQ(small, "");
-    EXPECT_FALSE(CopyFileUsingDate(_folder.path().c_str(), "bad", copy, sizeof(copy))); // can't be read
-    EXPECT_FALSE(
-        FileExists((std::filesystem::path(_folder.path()).parent_path() / dated(0, ".bad")).c_str()));
-    EXPECT_FALSE(FileExists(dated(1, ".bak").c_str()));
+    EXPECT_EQ(_folder.names(), (std::set<std::string>{"active", expected}));
 }
 
 TEST_F(FolderTest, VersionsMoveDownWhenAllAreTaken)
 {
+    const auto rename = [this](const char * content) {
+        return RenameVersionedFile(_folder.write("active.log", content).c_str(), 3);
+    };
     for (const char * const content : {"a", "b", "c", "d", "e"}) {
-        const std::string active = _folder.write("active.log", content);
-        EXPECT_TRUE(RenameVersionedFile(active.c_str(), 3));
+        EXPECT_TRUE(rename(content));
     }
-    EXPECT_EQ(_folder.read("active.log.1"), "c");
-    EXPECT_EQ(_folder.read("active.log.2"), "d");
-    EXPECT_EQ(_folder.read("active.log.3"), "e");
-    EXPECT_EQ(_folder.read("active.log.4"), "(none)");
-    EXPECT_EQ(_folder.read("active.log"), "(none)");
+    EXPECT_EQ(_folder.names(), (std::set<std::string>{"active.log.1", "active.log.2", "active.log.3"}));
+    EXPECT_EQ(_folder.read("active.log.1") + _folder.read("active.log.3"), "ce");
     ASSERT_EQ(unlink("active.log.2"), 0); // a gap is filled first
-    _folder.write("active.log", "f");
-    EXPECT_TRUE(RenameVersionedFile("active.log", 3));
+    EXPECT_TRUE(rename("f"));
     EXPECT_EQ(_folder.read("active.log.2"), "f");
     EXPECT_EQ(_folder.read("active.log.1"), "c");
 }
@@ -230,18 +212,13 @@ TEST_F(FolderTest, VersionsBelowOneAreOldAndTheFirstThousand)
     _folder.write("a.old", "old");
     EXPECT_TRUE(RenameVersionedFile("a.log", -1));
     EXPECT_EQ(_folder.read("a.old"), "new");
-    EXPECT_FALSE(RenameVersionedFile("a.log", -1));
-
     for (int version = 1; version <= 999; ++version) {
-        char name[32];
-        ASSERT_TRUE(MakeVersionedName(name, sizeof(name), "b", version));
-        _folder.write(name, "x");
+        _folder.write("b." + std::to_string(version), "x");
     }
-    _folder.write("b", "last");
-    EXPECT_TRUE(RenameVersionedFile("b", 0));
+    for (const char * const content : {"last", "none left"}) {
+        EXPECT_EQ(RenameVersionedFile(_folder.write("b", content).c_str(), 0) != FALSE, *content == 'l');
+    }
     EXPECT_EQ(_folder.read("b.1000"), "last");
-    _folder.write("b", "none left");
-    EXPECT_FALSE(RenameVersionedFile("b", 0));
     EXPECT_EQ(_folder.read("b"), "none left");
     EXPECT_EQ(_folder.read("b.1"), "x");
 }
@@ -285,8 +262,6 @@ TEST(TemporaryDirectory, FileNamesAreFreeAndVary)
     EXPECT_EQ(std::strlen(first), folder.path().size() + 1 + 5 + 6);
     EXPECT_EQ(std::string(second).substr(0, folder.path().size() + 3), folder.path("_T"));
     EXPECT_FALSE(FileExists(first));
-    GetTempFilename(second, sizeof(second), prefix);
-    EXPECT_STRNE(first, second);
     GetTempFilename(second, folder.path().size() + 12, prefix); // one byte too few
     EXPECT_STREQ(second, "");
 }
@@ -334,15 +309,9 @@ TEST(Drives, FilesBelongToTheLongestMountPoint)
     EXPECT_FALSE(longest_mount_match("/proc/self", dev, sizeof(dev), type, 3));
     EXPECT_EQ(get_drive("/proc/self"), -1);
     EXPECT_EQ(get_drive_type_for_filename("/proc/self"), UX_DT_UNKNOWN_DRIVE);
-    char kind[16];
-    EXPECT_TRUE(drive_type_prop("/proc/self", kind, sizeof(kind)));
-    EXPECT_STREQ(kind, "UNKNOWN");
-    EXPECT_FALSE(drive_type_prop("/proc/self", kind, 4));
+    char kind[4];
+    EXPECT_FALSE(drive_type_prop("/proc/self", kind, sizeof(kind)));
     EXPECT_STREQ(kind, "UNK");
-    if (longest_mount_match("/dev/shm", dev, sizeof(dev), type, sizeof(type)) &&
-        std::strcmp(type, "tmpfs") == 0) {
-        EXPECT_EQ(get_drive_type_for_filename("/dev/shm/none"), UX_DT_RAMDISK);
-    }
     struct stat found = {};
     ASSERT_EQ(stat(ORV_BUILD_DIR, &found), 0);
     if (const int64 number = get_drive(ORV_BUILD_DIR); number != -1) { // where a partition holds it
