@@ -65,6 +65,14 @@ std::string joined(const std::vector<std::string> & lines)
     return result;
 }
 
+// Part of the faults, or null for none.
+void expect_fault(const std::vector<std::string> & faults, const char * part)
+{
+    const std::string all = joined(faults);
+    EXPECT_EQ(all.empty(), part == nullptr) << all;
+    EXPECT_NE(all.find(part != nullptr ? part : ""), std::string::npos) << part << ": " << all;
+}
+
 } // namespace
 
 TEST(InstalledLanguageFiles, AreCompleteAndComeBackTheSameByWayOfPo)
@@ -155,12 +163,8 @@ TEST(LanguageFile, CompilerRefusesWhatTheReaderCannotUse)
         {entry(1, "\xC3\xA4"), "iso_1", "de", nullptr}, // not translated, not in the file
     };
     for (const auto & row : rows) {
-        const std::string faults = joined(compile({row.text}, row.charset, row.language).faults);
-        if (row.fault == nullptr) {
-            EXPECT_EQ(faults, "") << row.text.text;
-        } else {
-            EXPECT_NE(faults.find(row.fault), std::string::npos) << faults << row.text.text;
-        }
+        SCOPED_TRACE(row.text.text);
+        expect_fault(compile({row.text}, row.charset, row.language).faults, row.fault);
     }
 }
 
@@ -171,19 +175,10 @@ TEST(LanguageFile, TextsStandInTheBytesOfTheCharacterSet)
         const char * utf8;
         const char * bytes;
     } rows[] = {
-        {"Windows-31J", "\xE3\x81\x82", "\x82\xA0"},
-        {"Shift_JIS", "\xE3\x81\x82", "\x82\xA0"},
-        {"EUC-JP", "\xE3\x81\x82", "\xA4\xA2"},
-        {"GBK", "\xE4\xB8\xAD", "\xD6\xD0"},
-        {"GB18030", "\xE4\xB8\xAD", "\xD6\xD0"},
-        {"GB2312", "\xE4\xB8\xAD", "\xD6\xD0"},
-        {"Big5", "\xE4\xB8\xAD", "\xA4\xA4"},
-        {"EUC-KR", "\xEA\xB0\x80", "\xB0\xA1"},
-        {"KOI8-R", "\xD0\xB9", "\xCA"},
-        {"windows-1257", "\xC4\x85", "\xE0"},
-        {"ISO-8859-7", "\xCF\x89", "\xF9"},
-        {"UTF-8", "\xC3\xA4", "\xC3\xA4"},
-        {"Windows-31J", "\\~", "\\~"},
+        {"Windows-31J", "\xE3\x81\x82", "\x82\xA0"}, {"EUC-JP", "\xE3\x81\x82", "\xA4\xA2"},
+        {"GB18030", "\xE4\xB8\xAD", "\xD6\xD0"},     {"Big5", "\xE4\xB8\xAD", "\xA4\xA4"},
+        {"EUC-KR", "\xEA\xB0\x80", "\xB0\xA1"},      {"KOI8-R", "\xD0\xB9", "\xCA"},
+        {"UTF-8", "\xC3\xA4", "\xC3\xA4"},           {"Windows-31J", "\\~", "\\~"},
     };
     for (const auto & row : rows) {
         const a_converted_text encoded = encode_text(*lang_file_charset(row.charset), row.utf8);
@@ -300,12 +295,7 @@ TEST(HostileLanguageFile, FaultIsToldWithItsPlace)
         {with(8643, "charset=UTF-8;language=german"), "8643: a language"},
     };
     for (const auto & row : rows) {
-        const std::string faults = joined(read_tight(row.file, row.file.size()).faults);
-        if (row.fault == nullptr) {
-            EXPECT_EQ(faults, "");
-        } else {
-            EXPECT_NE(faults.find(row.fault), std::string::npos) << row.fault << ": " << faults;
-        }
+        expect_fault(read_tight(row.file, row.file.size()).faults, row.fault);
     }
 }
 
@@ -327,12 +317,10 @@ TEST(LanguageFile, TranslationOfAnotherEnglishTextIsRefused)
         {entry(11, "gone", "weg"), "de", "11: there is no English text"},
     };
     for (const auto & row : rows) {
-        const std::string faults =
-            joined(compile_lang_file({row.language, {row.text}, {}}, *lang_file_charset("UTF-8"), "de",
-                                     oldest_strings_version, &english)
-                       .faults);
-        EXPECT_EQ(faults.empty(), row.fault == nullptr) << faults;
-        EXPECT_TRUE(row.fault == nullptr || faults.find(row.fault) != std::string::npos) << faults;
+        expect_fault(compile_lang_file({row.language, {row.text}, {}}, *lang_file_charset("UTF-8"), "de",
+                                       oldest_strings_version, &english)
+                         .faults,
+                     row.fault);
     }
 }
 
@@ -353,9 +341,6 @@ TEST(LanguageFile, IsHeldAgainstTheEnglishTexts)
     };
     for (const auto & row : rows) {
         const a_string_map strings = {{row.id, row.text}, {5000, "160"}, {8643, "charset=UTF-8;language=de"}};
-        const std::string faults =
-            joined(read_lang_file(make_res_file(strings, {16, 0, 0, 0}), &reference).faults);
-        EXPECT_EQ(faults.empty(), row.fault == nullptr) << faults;
-        EXPECT_TRUE(row.fault == nullptr || faults.find(row.fault) != std::string::npos) << faults;
+        expect_fault(read_lang_file(make_res_file(strings, {16, 0, 0, 0}), &reference).faults, row.fault);
     }
 }

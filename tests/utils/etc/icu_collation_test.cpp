@@ -12,17 +12,13 @@
 
 #include <gtest/gtest.h>
 
+#include "support/catalogue.h"
 #include "utils/etc/utcollation.h"
 #include "utils/etc/utstream.h"
 #include "utils/locale/fake_icu.h"
 #include "utils/locale/tailoring.h"
 
 namespace {
-
-const CharsetInfo * charset_row(const char * label)
-{
-    return UTLocale::GetCharsetInfoFromLabel(label, CS_STD_ANY);
-}
 
 const a_byte * raw(const std::string & text)
 {
@@ -39,8 +35,8 @@ class Uca : public UTCollation {
 public:
     Uca(UTLocale & locale, const char * charset_label, const char * options) : UTCollation(nullptr)
     {
-        _result = set_collation(&locale, UTLocale::GetCollationInfoFromLabel("UCA"),
-                                charset_row(charset_label), nullptr, UTCollationTailoring(options), FALSE);
+        _result = set_collation(&locale, UTLocale::GetCollationInfoFromLabel("UCA"), ::charset(charset_label),
+                                nullptr, UTCollationTailoring(options), FALSE);
     }
     [[nodiscard]] bool result() const { return _result != FALSE; }
 
@@ -316,7 +312,7 @@ void check_order(UTLocale & locale, int pairs, bool is_real)
                 continue;
             }
             const Uca uca(locale, label, options);
-            AlikeStrings strings(charset_row(label)->is_mbcs() != FALSE, 4711);
+            AlikeStrings strings(charset(label)->is_mbcs() != FALSE, 4711);
             for (int i = 0; i < pairs; i++) {
                 const std::string s1 = strings.first();
                 const std::string s2 = strings.alike(s1);

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "reference/legacy_collation_model.h"
+#include "support/catalogue.h"
 #include "support/plain_streams.h"
 #include "utils/etc/utcollation.h"
 #include "utils/etc/utstream.h"
@@ -368,11 +369,6 @@ TEST(LegacyCollationProperty, CharactersAreSteppedAndComparedWithinTheirString)
 
 // ---- Single cases
 
-const CharsetInfo & charset(const char * label)
-{
-    return *UTLocale::GetCharsetInfoFromLabel(label, CS_STD_ANY);
-}
-
 TEST(LegacyCollation, BoundsFitAnyDestination)
 {
     const UTCollation collation(nullptr);
@@ -425,7 +421,7 @@ TEST(LegacyCollation, AHistogramNumberTurnsBackIntoTheSmallestBytesOfItsPosition
 
 TEST(LegacyCollation, ClassesAreThoseOfTheFirstByte)
 {
-    const Subject utf8(charset("UTF-8"), CASE_SENSITIVE);
+    const Subject utf8(*charset("UTF-8"), CASE_SENSITIVE);
     const UTCollation & collation = utf8.collation;
     for (int lead = 0; lead < 256; lead++) {
         const char text[] = {static_cast<char>(lead), 'a', '\0'};

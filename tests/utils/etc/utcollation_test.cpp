@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/catalogue.h"
 #include "support/locale_inspector.h"
 #include "support/scoped_environment.h"
 #include "utils/etc/utstream.h"
@@ -17,11 +18,6 @@ namespace {
 const CollationInfo * row(const char * label)
 {
     return UTLocale::GetCollationInfoFromLabel(label);
-}
-
-const CharsetInfo * charset(const char * label)
-{
-    return UTLocale::GetCharsetInfoFromLabel(label, CS_STD_ANY);
 }
 
 // ---- Slots

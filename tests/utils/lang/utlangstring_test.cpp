@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "remote/unixdll.h"
+#include "support/catalogue.h"
 #include "support/resource_image.h"
 #include "support/scoped_environment.h"
 #include "support/temporary_folder.h"
@@ -31,11 +32,6 @@ protected:
 
     UTLangString _store{&OSLocale};
 };
-
-const CharsetInfo * charset(const char * label)
-{
-    return UTLocale::GetCharsetInfoFromLabel(label, CS_STD_ANY);
-}
 
 // A store on files of a test's own.
 class FileStore : public testing::Test {
@@ -150,22 +146,6 @@ TEST_F(OpenStore, ErrorNumbersOfTheSystemHaveTheirOwnTextsOrShow)
         EXPECT_NE(std::string(_store.Strerror(error, text, sizeof(text))).find(std::to_string(error)),
                   std::string::npos);
     }
-}
-
-TEST_F(OpenStore, ConversionResultsHaveTheirOwnTexts)
-{
-    const struct {
-        int result;
-        uint32 id;
-    } rows[] = {{1, 13990}, {2, 13993}, {5, 13994}, {6, 13998}, {7, 14000}};
-    for (const auto & row : rows) {
-        char text[256];
-        (void)_store.GetORVConvRetString(static_cast<ORV_CONV_RET>(row.result), text, sizeof(text));
-        EXPECT_EQ(text, string(row.id)) << row.result;
-    }
-    char text[256];
-    EXPECT_GT(_store.GetORVConvRetString(ORV_CONV_TRUNCATED_CHARACTER, text, sizeof(text)), 0u);
-    EXPECT_NE(std::string(text).find('4'), std::string::npos);
 }
 
 TEST_F(FileStore, FirstFileThatHasAStringGivesIt)

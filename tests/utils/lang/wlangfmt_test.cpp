@@ -153,19 +153,6 @@ TEST(PackedTemplate, StringsEndWithTheirBytes)
         {"%1|%2|%3", "A\0\0C\0"s, "A||C"}, // an empty string is a string
         {"%1 %2", "A\0B"s, "A ???"},       // without its terminator it isn't one
         {"%1", ""s, "???"},
-        {"%9",
-         "1\0"
-         "2\0"
-         "3\0"
-         "4\0"
-         "5\0"
-         "6\0"
-         "7\0"
-         "8\0"
-         "9\0"
-         "10\0"
-         "11\0"s,
-         "9"},
     };
     for (const auto & row : rows) {
         const std::vector<char> args(row.args.begin(), row.args.end());

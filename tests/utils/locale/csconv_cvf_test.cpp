@@ -7,18 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include "support/catalogue.h"
 #include "tools/cvf/cvf_file.h"
 
 namespace {
 
 using File = std::vector<a_byte>;
-
-const CharsetInfo * row(const char * label)
-{
-    const CharsetInfo * const found = UTLocale::GetCharsetInfoFromLabel(label, CS_STD_ANY);
-    EXPECT_NE(found, nullptr) << label;
-    return found;
-}
 
 struct a_reading {
     bool found;
@@ -32,7 +26,7 @@ a_reading read(File file, const char * dest, const char * src)
     FILE * opened = file.empty() ? fopen("/dev/null", "rb") : fmemopen(file.data(), file.size(), "rb");
     const std::unique_ptr<FILE, int (*)(FILE *)> stream(opened, fclose);
     if (stream != nullptr) {
-        reading.found = read_cvf_map(stream.get(), reading.map.data(), row(dest), row(src)) != FALSE;
+        reading.found = read_cvf_map(stream.get(), reading.map.data(), charset(dest), charset(src)) != FALSE;
     }
     return reading;
 }

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/catalogue.h"
 #include "utils/locale/converter_driver.h"
 #include "utils/locale/fake_icu.h"
 
@@ -13,11 +14,6 @@ using namespace icu_abi;
 
 constexpr unsigned ILLEGAL = CharsetConversionFlags::ILLEGAL;
 constexpr unsigned UNMAPPABLE = CharsetConversionFlags::UNMAPPABLE;
-
-const CharsetInfo * charset(const char * label)
-{
-    return UTLocale::GetCharsetInfoFromLabel(label, CS_STD_ANY);
-}
 
 TEST(IcuConverter, ErrorsOfIcuAreResultsAndWarningsAreNone)
 {

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/catalogue.h"
 #include "support/locale_inspector.h"
 #include "utils/locale/converter_driver.h"
 
@@ -15,13 +16,6 @@ UTLocale & locale()
 {
     static LocaleWithoutIcu the_locale;
     return the_locale;
-}
-
-const CharsetInfo * charset(const char * label)
-{
-    const CharsetInfo * const row = UTLocale::GetCharsetInfoFromLabel(label, CS_STD_ANY);
-    EXPECT_NE(row, nullptr) << label;
-    return row;
 }
 
 const a_byte * text(const char * t)

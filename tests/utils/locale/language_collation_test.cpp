@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/catalogue.h"
 #include "utils/etc/utcollation.h"
 #include "utils/lang/utlangstring.h"
 
@@ -16,11 +17,6 @@ const LanguageInfo * language(const char * label)
 {
     return UTLocale::GetLanguageInfoFromLabel(label);
 }
-const CharsetInfo * charset(const char * label)
-{
-    return UTLocale::GetCharsetInfoFromLabel(label, CS_STD_ANY);
-}
-
 TEST(LanguageLookup, AnyOfTheThreeNamesWillDo)
 {
     const struct {

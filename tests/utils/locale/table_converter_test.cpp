@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/catalogue.h"
 #include "utils/locale/converter_driver.h"
 #include "utils/locale/fake_icu.h"
 #include "utils/locale/unicode_texts.h"
@@ -21,13 +22,6 @@ UTLocale & locale()
 {
     static LocaleWithoutIcu the_locale;
     return the_locale;
-}
-
-const CharsetInfo * charset(const char * label)
-{
-    const CharsetInfo * const row = UTLocale::GetCharsetInfoFromLabel(label, CS_STD_ANY);
-    EXPECT_NE(row, nullptr) << label;
-    return row;
 }
 
 // ---- To the hub by a table

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/catalogue.h"
 #include "support/temporary_folder.h"
 #include "utils/locale/fake_icu.h"
 #include "utils/unix/checkthread.h"
@@ -14,11 +15,6 @@
 namespace {
 
 using namespace icu_abi;
-
-const CharsetInfo * charset(const char * label)
-{
-    return UTLocale::GetCharsetInfoFromLabel(label, CS_STD_ANY);
-}
 
 // ---- Stubs
 

@@ -128,25 +128,6 @@ TEST_F(VersionRecord, ExtensionsStayInsideWhatWasCaptured)
     }
 }
 
-TEST_F(VersionRecord, HostileExtensionsAreHeldToTheArrayAndTheBuffer)
-{
-    tc info;
-    std::string list;
-    for (int i = 0; i < 90; i++) {
-        list += "E999999999999999999999,";
-    }
-    ASSERT_EQ(read(marker + "EXTENSIONS=" + list + "\0\0"s, &info), FOUND_DBVERSION);
-    EXPECT_EQ(info.num_exts, DBVERSION_MAX_EXTS);
-    EXPECT_EQ(info.exts[0].len, 2147483647);
-    EXPECT_EQ(info.exts[31].value, reinterpret_cast<uint8 *>(info.buffer + sizeof info.buffer));
-    EXPECT_EQ(info.data_length, DBVERSION_MAX_LENGTH);
-
-    ASSERT_EQ(read(marker + "EXTENSIONS=A1B1\0x"s, &info), FOUND_DBVERSION); // no end, so no data
-    EXPECT_EQ(info.num_exts, 2U);
-    EXPECT_EQ(info.exts[1].value, nullptr);
-    EXPECT_EQ(info.data_length, info.length);
-}
-
 TEST_F(VersionRecord, UnreadableFilesAndLinksHaveNone)
 {
     tc info;
@@ -170,21 +151,6 @@ TEST_F(VersionRecord, LookUpIgnoresCaseOfKeysAndFallsBack)
     EXPECT_STREQ(__Find_arg_safe(&info, "none", nullptr), "none");
     EXPECT_EQ(__Find_ext_index(&info, "Bx"), 1);
     EXPECT_EQ(__Find_ext_index(&info, "A"), -1);
-}
-
-TEST_F(VersionRecord, CloneStandsOnItsOwnBuffer)
-{
-    auto original = std::make_unique<tc>();
-    ASSERT_EQ(read(marker + "A=1\0EXTENSIONS=A2B9999\0\0ab"s, original.get()), FOUND_DBVERSION);
-    tc copy;
-    __Clone_dbversion_info(original.get(), &copy);
-    original.reset(); // a pointer into it is a read of freed memory
-    EXPECT_STREQ(__Find_arg(&copy, "A"), "1");
-    EXPECT_EQ(copy.args[0].equal, copy.args[0].label + 1);
-    EXPECT_EQ(memcmp(copy.exts[0].value, "ab", 2), 0);
-    EXPECT_EQ(copy.exts[1].value, copy.extensions + 2);
-    EXPECT_EQ(*copy.exts[1].label, 'B');
-    EXPECT_EQ(copy.args[5].label, nullptr);
 }
 
 TEST_F(VersionRecord, BlankedEntriesAndExtensionsStayReadable)
