@@ -91,8 +91,8 @@ private:
         a_work_area work;
         deliver_pending();
         // A converter with a handle of its own may hold a cut character where nothing here tells of one.
-        const bool ends_without_room = _call.finish && room() == 0 && input() == 0 &&
-                                       _state._n_srcbuf == 0 && _state._n_destbuf == 0;
+        const bool ends_without_room =
+            _call.finish && room() == 0 && input() == 0 && _state._n_srcbuf == 0 && _state._n_destbuf == 0;
         for (bool asks = ends_without_room; asks || has_work(); first = nullptr, asks = false) {
             a_conversion_pass pass = next_pass(work);
             const a_conversion_pass begin = pass;
