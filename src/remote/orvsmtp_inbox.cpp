@@ -114,42 +114,49 @@ bool request_mail(a_smtp_link_info * link, unsigned long msgNum, bool did_retr)
     return pop_command(link) != FALSE;
 }
 
-// Reads the headers up to the empty line that ends them.
-bool read_headers(a_smtp_link_info * link, a_mail_header * header)
+// Reads the headers up to the empty line that ends them. The result: how many bytes of the end mark stand in
+// front of the body by then; 0 when the read failed.
+unsigned int read_headers(a_smtp_link_info * link, a_mail_header * header)
 {
     char line[HEADER_LINE_SIZE];
     for (;;) {
         unsigned int line_len = sizeof(line);
         if (!SocketReadLine(link->pop, line, &line_len)) {
-            return false;
+            return 0;
         }
         if (line_len == 0) {
-            return true;
+            return LINE_END_LEN;
+        }
+        // A mail without a body need not have the empty line (RFC 5322, section 3.5). Only the end mark is a
+        // line of one period, since servers stuff all others: nothing comes behind it.
+        if (line_len == 1 && line[0] == '.') {
+            return END_MARK_LEN;
         }
         read_header_line(header, line);
     }
 }
 
-// Takes what the socket has read already behind the headers into the body; the result is the bytes there.
-unsigned int begin_body(a_smtp_link_info * link)
+// Begins the body with the `mark_len` bytes of the end mark that the headers have used up, and takes what the
+// socket has read already behind them; the result is the bytes there.
+unsigned int begin_body(a_smtp_link_info * link, unsigned int mark_len)
 {
-    std::memcpy(link->body, end_mark, LINE_END_LEN);
+    std::memcpy(link->body, end_mark, mark_len);
     const unsigned int held = SocketBuffSize(link->pop);
-    std::memcpy(link->body + LINE_END_LEN, SocketPeekBuff(link->pop), held);
+    std::memcpy(link->body + mark_len, SocketPeekBuff(link->pop), held);
     SocketEmptyBuff(link->pop);
-    return LINE_END_LEN + held;
+    return mark_len + held;
 }
 
 // Reads the body up to its end mark, straight into the body buffer. The server has sent nothing behind the
 // mark, since no further command is on its way.
-bool read_body(a_smtp_link_info * link)
+bool read_body(a_smtp_link_info * link, unsigned int mark_len)
 {
     EndMarkSearch search(link);
     if (!search.is_usable()) {
         pass_to_host(link->msgcb, "Could not allocate search context");
         return false;
     }
-    unsigned int len = begin_body(link);
+    unsigned int len = begin_body(link, mark_len);
     while (!search.finds(len)) {
         if (len == link->body_max_size) {
             pass_to_host(link->msgcb, "Message body is too long, buffer overflow");
@@ -231,15 +238,15 @@ a_bool pop_fill_msg(a_smtp_link_info * link, char * id, unsigned long msgNum, a_
         return FALSE;
     }
     a_mail_header header{id, TRUE, false};
-    const bool have_headers = read_headers(link, &header);
+    const unsigned int mark_len = read_headers(link, &header);
     *ignore_me = header.ignore_me;
-    if (!have_headers) {
+    if (mark_len == 0) {
         return FALSE;
     }
     if (header.quoted_printable_encoding) {
         trace(link, "quotable_printable encoded msg found.");
     }
-    if (!read_body(link)) {
+    if (!read_body(link, mark_len)) {
         return FALSE;
     }
     if (header.quoted_printable_encoding && did_retr) {
