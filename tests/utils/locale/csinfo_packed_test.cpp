@@ -171,35 +171,6 @@ TEST(PackedCollations, BytesWithoutACharacterComeLast)
     }
 }
 
-// Does ICU's converter wait for more behind this byte?
-bool IcuWaits(UConverter * converter, unsigned byte)
-{
-    const char text = static_cast<char>(byte);
-    const char * in = &text;
-    UChar wide[8];
-    UChar * out = wide;
-    UErrorCode status = U_ZERO_ERROR;
-    ucnv_reset(converter);
-    ucnv_toUnicode(converter, &out, wide + 8, &in, &text + 1, nullptr, false, &status);
-    return ucnv_toUCountPending(converter, &status) > 0;
-}
-
-TEST(LeadBytes, AreThoseThatIcuWaitsBehind)
-{
-    std::vector<std::string> found;
-    for (const size_t row : RowsWithTables(false)) {
-        const IcuConverter icu(IcuConverter::nearest(row));
-        ASSERT_NE(icu.get(), nullptr) << row;
-        for (unsigned b = 0; b <= 0xFF; ++b) {
-            const bool lead = (Packed(row).flags[b] & PACKED_TRAILING_BYTES) != 0;
-            if (lead != IcuWaits(icu.get(), b))
-                found.push_back(std::to_string(row) + ' ' + std::to_string(b));
-        }
-    }
-    // ICU waits for the rest of four bytes in CESU-8, and then refuses them.
-    ExpectTheListed(found, {"56 240", "56 241", "56 242", "56 243", "56 244"});
-}
-
 bool IsAssigned(UChar32 c)
 {
     const int8_t type = u_charType(c);
@@ -242,53 +213,19 @@ TEST(LeadBytes, SteppingTearsNoCharacter)
     }
 }
 
-// The balance of letters over other characters behind a lead byte, in sequences of its trailing bytes.
-int LettersBehind(UConverter * converter, std::string & bytes, size_t trailing)
-{
-    if (trailing > 0) {
-        int balance = 0;
-        bytes.push_back(0);
-        // Two-byte sets use ASCII letters' bytes behind the lead byte too, longer ones high bytes alone.
-        const bool two_bytes = trailing == 1 && bytes.size() == 2;
-        for (unsigned b = two_bytes ? 0x40 : 0x80; b <= 0xFE; ++b) {
-            bytes.back() = static_cast<char>(b);
-            balance += LettersBehind(converter, bytes, trailing - 1);
-        }
-        bytes.pop_back();
-        return balance;
-    }
-    UChar wide[8];
-    UErrorCode status = U_ZERO_ERROR;
-    const int32_t units =
-        ucnv_toUChars(converter, wide, 8, bytes.data(), static_cast<int32_t>(bytes.size()), &status);
-    if (U_FAILURE(status) || units < 1)
-        return 0;
-    UChar32 c;
-    U16_GET(wide, 0, 0, units, c);
-    if (!IsAssigned(c))
-        return 0;
-    return u_isUAlphabetic(c) ? 1 : -1;
-}
-
-// GB18030's pairs alone count, since stepping takes its fours for two pairs.
-TEST(LeadBytes, AreLettersWhereMostOfTheirCharactersAre)
+TEST(PackedCollations, FlagsAreUnicodesProperties)
 {
     std::vector<std::string> found;
-    for (const size_t row : RowsWithTables(false)) {
-        const IcuConverter icu(IcuConverter::nearest(row));
-        UErrorCode status = U_ZERO_ERROR;
-        ucnv_setToUCallBack(icu.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
-        for (unsigned b = 0x80; b <= 0xFF; ++b) {
-            const a_byte flags = Packed(row).flags[b];
-            std::string bytes(1, static_cast<char>(b));
-            const bool letters = LettersBehind(icu.get(), bytes, flags & PACKED_TRAILING_BYTES) > 0;
-            if (letters != ((flags & PACKED_ALPHA) != 0))
-                found.push_back(std::to_string(row) + ' ' + std::to_string(b));
-            EXPECT_EQ(flags & PACKED_DIGIT, 0) << row << ' ' << b;
+    for (const size_t row : RowsWithTables(true)) {
+        for (unsigned b = 0; b <= 0xFF; ++b) {
+            const UChar32 c = b < 0x80 ? b : UTLocale::_charset_info[row]._to_utf16_upper128[b - 0x80];
+            const int expected = (u_isUAlphabetic(c) ? PACKED_ALPHA : 0) | (u_isdigit(c) ? PACKED_DIGIT : 0) |
+                                 (u_isUWhiteSpace(c) ? PACKED_SPACE : 0);
+            if ((Packed(row).flags[b] & ~PACKED_TRAILING_BYTES) != expected)
+                found.push_back(Name(row, b));
         }
     }
-    // The nearest table has letters there that its forerunner lacks.
-    ExpectTheListed(found, {"24 135"});
+    ExpectTheListed(found, {});
 }
 
 // The byte of a letter, in whatever form the page has it: Arabic pages of DOS times hold its shapes.
