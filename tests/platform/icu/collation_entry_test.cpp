@@ -3,63 +3,35 @@
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <unicode/unistr.h>
 
 #include "icu/iterator.h"
+#include "platform/icu/allkeys.h"
 #include "platform/icu/moving_text.h"
 #include "utils/locale/utlocale.h"
 
 namespace {
 
-struct a_text {
-    std::u16string units;
-    std::string utf8;
-};
-
-a_text TextOf(const std::u16string & units)
+std::string UTF8Of(const std::u16string & units)
 {
-    a_text text{units, {}};
-    icu::UnicodeString(units.data(), static_cast<int32_t>(units.size())).toUTF8String(text.utf8);
-    return text;
+    std::string utf8;
+    icu::UnicodeString(units.data(), static_cast<int32_t>(units.size())).toUTF8String(utf8);
+    return utf8;
+}
+
+std::u16string UnitsOf(const icu::UnicodeString & string)
+{
+    return {string.getBuffer(), static_cast<size_t>(string.length())};
 }
 
 std::u16string UnitsOf(const std::string & utf8)
 {
-    const icu::UnicodeString string = icu::UnicodeString::fromUTF8(utf8);
-    return {string.getBuffer(), static_cast<size_t>(string.length())};
-}
-
-// Each entry alone; the strings of a contraction have several characters.
-const std::vector<a_text> & AllKeys()
-{
-    static const std::vector<a_text> texts = [] {
-        std::vector<a_text> found;
-        std::ifstream file("/usr/share/unicode/allkeys.txt");
-        EXPECT_TRUE(file.good()) << "package unicode-data";
-        for (std::string line; std::getline(file, line);) {
-            icu::UnicodeString string;
-            const char * at = line.c_str();
-            char * end = nullptr;
-            for (UChar32 c = 0; (c = static_cast<UChar32>(strtol(at, &end, 16)), end != at); at = end) {
-                string.append(c);
-            }
-            if (*at == ' ' || *at == ';') {
-                if (!string.isEmpty()) {
-                    found.push_back(TextOf({string.getBuffer(), static_cast<size_t>(string.length())}));
-                }
-            }
-        }
-        EXPECT_GT(found.size(), 30000u);
-        return found;
-    }();
-    return texts;
+    return UnitsOf(icu::UnicodeString::fromUTF8(utf8));
 }
 
 struct a_tailoring {
@@ -236,7 +208,7 @@ TEST(CollationEntry, CommonBeginningIsntForgotten)
     };
     for (const a_row & row : rows) {
         const a_collator collator = Open({row.locale, row.attributes});
-        const std::string utf8[] = {TextOf(row.s1).utf8, TextOf(row.s2).utf8};
+        const std::string utf8[] = {UTF8Of(row.s1), UTF8Of(row.s2)};
         const int expected = Reference(collator.get(), row.s1, row.s2);
         EXPECT_EQ(CompareUTF8(collator.get(), utf8[0], utf8[1]), expected) << utf8[0] << ' ' << utf8[1];
         EXPECT_EQ(CompareInPieces(collator.get(), utf8[0], utf8[1], 2, nullptr), expected)
@@ -249,7 +221,8 @@ TEST(CollationEntry, CommonBeginningIsntForgotten)
 TEST(CollationEntry, SimpleCharactersKeepTheOrderOfTheKeys)
 {
     std::mt19937 random;
-    const std::vector<a_text> & texts = AllKeys();
+    const std::vector<icu::UnicodeString> & texts = AllKeys();
+    ASSERT_GT(texts.size(), 30000u) << "package unicode-data";
     constexpr std::pair<unsigned, unsigned> BLOCKS[] = {{0x20, 0x7F},     {0xC0, 0x280}, {0x380, 0x480},
                                                         {0x20, 0x7F},     {0x30, 0x3A},  {0x4E00, 0x4E80},
                                                         {0xAC00, 0xAD00}, {0xC0, 0x100}, {0x4000, 0xA000}};
@@ -273,14 +246,13 @@ TEST(CollationEntry, SimpleCharactersKeepTheOrderOfTheKeys)
         for (int round = 0; round < 10000; round++) {
             // Anything before them and behind them, but ICU is trusted only where they begin to differ.
             const auto any = [&] {
-                return random() % 2 != 0 ? texts[random() % texts.size()].units : text(3);
+                return random() % 2 != 0 ? UnitsOf(texts[random() % texts.size()]) : text(3);
             };
             const std::u16string beginning = any() + any();
             const std::u16string s1 = beginning + text(2) + any();
             const std::u16string s2 = beginning + text(2) + any();
-            ASSERT_EQ(CompareUTF8(collator.get(), TextOf(s1).utf8, TextOf(s2).utf8),
-                      Reference(collator.get(), s1, s2))
-                << TextOf(s1).utf8 << ' ' << TextOf(s2).utf8;
+            ASSERT_EQ(CompareUTF8(collator.get(), UTF8Of(s1), UTF8Of(s2)), Reference(collator.get(), s1, s2))
+                << UTF8Of(s1) << ' ' << UTF8Of(s2);
         }
     }
 }
@@ -355,7 +327,7 @@ TEST(CollationEntry, KeyOfABeginningHoldsForEveryContinuation)
         SCOPED_TRACE(tailoring.locale);
         const a_collator collator = Open(tailoring);
         for (const char16_t * beginning : TEXTS) {
-            const std::string utf8 = TextOf(beginning).utf8;
+            const std::string utf8 = UTF8Of(beginning);
             for (uint32_t size = 1; size < 12; size++) {
                 uint8_t dest[12];
                 UErrorCode error = U_ZERO_ERROR;
@@ -372,7 +344,7 @@ TEST(CollationEntry, KeyOfABeginningHoldsForEveryContinuation)
                 for (const char16_t * more : CONTINUATIONS) {
                     const std::string key = ReferenceKey(collator.get(), std::u16string(beginning) + more);
                     EXPECT_EQ(memcmp(dest, key.data(), size), 0)
-                        << utf8 << " + " << TextOf(more).utf8 << ", " << size;
+                        << utf8 << " + " << UTF8Of(more) << ", " << size;
                 }
             }
         }
