@@ -144,8 +144,3 @@ TEST(IcuLayer, PhonebookReachesTheCollator)
     EXPECT_EQ(ucol_strcoll_3_4(collator, u"\u00E4", 1, u"af", 2), UCOL_LESS);
     ucol_close_3_4(collator);
 }
-
-TEST(IcuLayer, DebiansDataIsTheFullSet)
-{
-    EXPECT_EQ(ORVGetICUDataset(), ICU_DATASET_FULL);
-}

@@ -16,7 +16,6 @@
 
 #include "support/temporary_folder.h"
 #include "utils/etc/orvfilever.h"
-#include "utils/etc/utdll.h"
 
 namespace {
 

@@ -129,6 +129,13 @@ TEST_F(FolderTest, CanonicalPathIsWholeOrLeftAlone)
 
 // ---- Files
 
+TEST_F(FolderTest, RawDevicesAreCharacterDevicesAndPipes)
+{
+    ASSERT_EQ(mkfifo("fifo", 0600), 0);
+    EXPECT_TRUE(IsRawDevice("fifo") && IsRawDevice("/dev/null"));
+    EXPECT_FALSE(IsRawDevice(_folder.write("file", "x").c_str()) || IsRawDevice("none"));
+}
+
 TEST_F(FolderTest, DiskSpaceIsInBytesAndStaysWhenItCannotBeAsked)
 {
     struct statvfs expected = {};
@@ -187,6 +194,7 @@ TEST_F(FolderTest, DatedCopyIsWholeOrNothing)
     char small[8] = "?";
     EXPECT_FALSE(CopyFileUsingDate(active.c_str(), "bak", small, sizeof(small)));
     EXPECT_STREQ(small, "");
+    EXPECT_FALSE(CopyFileUsingDate(_folder.path().c_str(), "bad", copy, sizeof(copy))); // can't be read
     EXPECT_EQ(_folder.names(), (std::set<std::string>{"active", expected}));
 }
 

@@ -171,31 +171,6 @@ TEST_F(Installation, ClassesThatEndEarlierDo)
     EXPECT_EQ(candidates(LS_INSTALLED), inside);
 }
 
-TEST_F(Installation, ArgumentsNameADirectoryBehindTheProgramsOwn)
-{
-    const Strings rows = {"../", "bin64/", "../bin64/"};
-    std::string name = folder.path("root/program");
-    char * arguments[] = {name.data(), nullptr};
-    _argv = arguments;
-    const Strings with_directory = candidates(LS_PROGRAM, LS_NO_PATH_VARIABLES);
-    folder.write("real/program", "");
-    const ScopedVariable searched("PATH", ("/p1:" + folder.path("root")).c_str());
-    std::string bare = "program";
-    arguments[0] = bare.data();
-    Strings searching = candidates(LS_PROGRAM, LS_NO_PATH_VARIABLES);
-    _argv = nullptr;
-
-    Strings expected;
-    add_directory(expected, program_directory(), program_directory(), rows);
-    add_directory(expected, folder.path("root"), folder.path("real"), rows);
-    add_directory(expected, folder.path("real"), folder.path("real"), rows);
-    add_directory(expected, folder.path("root"), folder.path("real"), rows);
-    EXPECT_EQ(with_directory, expected);
-    std::erase_if(searching,
-                  [](const std::string & one) { return one[0] == '0'; }); // the program's own search
-    EXPECT_EQ(searching, expected);
-}
-
 TEST_F(Installation, CandidatesThatAreRefusedAndDirectoriesArePassedOver)
 {
     std::filesystem::create_directories(folder.path("real/") + NAME);
