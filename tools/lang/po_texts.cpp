@@ -171,14 +171,14 @@ std::vector<std::string> placeholders(const std::string & text, std::string & fa
                                      placeholder, std::regex_constants::match_continuous)) {
             found.push_back(match.str());
             pos += found.back().size();
+            // Else the formatter would take the end of one for the beginning of the other's tag.
+            if (pos < text.size() && text[pos] == '!' && text[pos - 1] != '!') {
+                fault = "an unknown tag behind " + found.back();
+                return found;
+            }
         } else {
             fault =
                 "a percent sign at offset " + std::to_string(pos) + " is neither a placeholder nor doubled";
-            return found;
-        }
-        // Else the formatter would take the end of one for the beginning of the other's tag.
-        if (pos < text.size() && text[pos] == '!' && text[pos - 1] != '!') {
-            fault = "an unknown tag behind " + found.back();
             return found;
         }
     }

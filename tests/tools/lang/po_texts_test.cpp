@@ -43,7 +43,7 @@ TEST(Placeholders, OnlyDeclaredOnesPass)
         {"plain", "Arguments: none", true},
         {"plain", "a comment\nArguments: %1!d! the number\n", true}, // a text may leave arguments out
         {"%2 %1!d!", "Arguments: %1!d! the number, %2 the name", true},
-        {"100%%", "Arguments: none", true},
+        {"100%%!", "Arguments: none", true},
         {"plain", "", false},
         {"plain", "a comment", false},
         {"%1", "Arguments: none", false},
