@@ -108,20 +108,6 @@ TEST(CaseStream, NoPlaceOfACutShows)
     }
 }
 
-TEST(CaseStream, NoPieceOfTheInputShows)
-{
-    std::u16string all;
-    for (const char16_t * text : TEXTS) {
-        all += text;
-    }
-    for (size_t piece = 1; piece < 10; piece++) {
-        for (const char * locale : LOCALES) {
-            ExpectAsWhole(all, locale, piece);
-        }
-    }
-    ExpectAsWhole({}, "", 1);
-}
-
 TEST(CaseStream, RunsLongerThanTheBufferKeepTheirContext)
 {
     const std::u16string marks(5000, u'\u0301');

@@ -132,15 +132,3 @@ TEST(IcuLayer, CollatorsTellTheirLocaleAndTheirTypeApart)
         ucol_close_3_4(collator);
     }
 }
-
-TEST(IcuLayer, PhonebookReachesTheCollator)
-{
-    UErrorCode locale_error = U_ZERO_ERROR;
-    UErrorCode options_error = U_ZERO_ERROR;
-    UCollator * collator = ORV_ucol_open("de@collation=phonebook", &locale_error, &options_error);
-    ASSERT_NE(collator, nullptr);
-    // As "ae" it stands before "af", as a kind of "a" it would stand behind "ad".
-    EXPECT_EQ(ucol_strcoll_3_4(collator, u"\u00E4", 1, u"ad", 2), UCOL_GREATER);
-    EXPECT_EQ(ucol_strcoll_3_4(collator, u"\u00E4", 1, u"af", 2), UCOL_LESS);
-    ucol_close_3_4(collator);
-}

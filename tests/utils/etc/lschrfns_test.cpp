@@ -68,18 +68,4 @@ TEST(CharFunctions, SteppingBackNeverEndsInsideACharacter)
     EXPECT_EQ(single.prevChar(start, start + 2), start + 1);
 }
 
-TEST(CharFunctions, OnlyLettersHaveCase)
-{
-    const LS_CharFunctions functions = classifier("ISO-8859-1");
-    EXPECT_TRUE(functions.isAlpha('a') && functions.isLower('a') && !functions.isUpper('a'));
-    EXPECT_TRUE(functions.isAlpha('Z') && functions.isUpper('Z') && !functions.isLower('Z'));
-    EXPECT_EQ(functions.toUpper('q'), 'Q');
-    EXPECT_EQ(functions.toLower('Q'), 'q');
-    for (const char c : {'1', '_', ' ', '@', '[', '`', '{', '\0', '\x7F'}) {
-        EXPECT_FALSE(functions.isAlpha(c) || functions.isLower(c) || functions.isUpper(c)) << int{c};
-        EXPECT_EQ(functions.toUpper(c), c);
-        EXPECT_EQ(functions.toLower(c), c);
-    }
-}
-
 } // namespace

@@ -212,20 +212,6 @@ struct Utf8 {
     UTCollation collation;
 };
 
-TEST(UTCollation, SteppingBackFromTheStartAndCutCopiesStayInTheText)
-{
-    const Utf8 utf8;
-    const UTCollation & collation = utf8.collation;
-    const char * text = "a\xC3\xA4\xE2\x82\xAC";
-    EXPECT_EQ(collation.next_character(text + 1), text + 3);
-    EXPECT_EQ(collation.prev_character(text, text), text);
-    EXPECT_EQ(collation.prev_character(text + 3, text), text) << "not after the base";
-    char copy[2] = {'x', 'y'};
-    EXPECT_EQ(collation.copy_character(copy, 1, text + 3, text + 6), 1U);
-    EXPECT_EQ(copy[1], 'y');
-    EXPECT_EQ(collation.copy_character(copy, 2, text + 6, text + 6), 0U);
-}
-
 TEST(MbcsCharacter, HasRoomForFourBytesAndForgetsWhatItWas)
 {
     const Utf8 utf8;
@@ -268,22 +254,6 @@ TEST(MbcsCharacter, MappingAndOrderAreThoseOfItsCollation)
 }
 
 // ---- The stored form
-
-TEST(CustomCollationRecord, ALegacyRecordTakesItsPartsAndLeavesTheRest)
-{
-    a_custom_collation_info record;
-    memset(static_cast<void *>(&record), 'x', sizeof(record));
-    const std::string overlong(300, 'n');
-    const a_packed_collation_order & order = *charset("windows-1252")->get_packed_collation();
-    record.set("label", overlong.c_str(), reinterpret_cast<const a_byte *>(&order), "cs");
-    EXPECT_STREQ(record.orv_collation_label, "label");
-    EXPECT_STREQ(record.charset_label, "cs");
-    EXPECT_EQ(record.description, overlong.substr(0, sizeof(record.description) - 1));
-    EXPECT_EQ(record.collation_type, 'L');
-    EXPECT_EQ(memcmp(&record.packed, &order, sizeof(order)), 0);
-    EXPECT_EQ(record.tailoring[0], 'x');
-    EXPECT_EQ(static_cast<int32>(record.sort_type), 0x78787878);
-}
 
 TEST(CustomCollationRecord, ARecordOfARowTakesItsTailoringButNotTheSortType)
 {

@@ -162,20 +162,7 @@ public:
         for (int step = 0; step < 2000 && !_i.eof() && !_o.eof() && !::testing::Test::HasFailure(); ++step) {
             do_step();
         }
-        if (_i.eof()) {
-            nothing_moves_behind_the_end();
-        } else if (_o.eof()) {
-            _i.append_to(_o, 5);
-            _i.safe_append_to(_o);
-            EXPECT_FALSE(_i.eof());
-        }
-        if (_o.eof()) {
-            EXPECT_EQ(_o.put(a_byte{1}), 0u);
-            EXPECT_EQ(_o.put("ab"), 0u);
-            if (_o.is_buffered()) {
-                EXPECT_EQ(static_cast<UTBufferedOStream &>(_o).lim(), nullptr);
-            }
-        }
+        nothing_moves_behind_the_end();
         _expected.resize(std::min(_expected.size(), _room));
         return _expected;
     }
@@ -183,95 +170,75 @@ public:
 private:
     void do_step()
     {
+        const size_t size = amount();
         switch (_random() % 7) {
         case 0:
-            skip();
+            passed(size, _i.skip(size));
             break;
         case 1:
-            append();
+            _i.append_to(_o, size);
+            arrives(passed(size, std::min(size, left()), !_o.eof()));
             break;
         case 2:
             in_place();
             break;
         case 3:
             if (_random() % 8 == 0) {
-                append_rest();
+                _i.safe_append_to(_o);
+                arrives(passed(left(), left(), false));
+                EXPECT_TRUE(_i.eof() || _o.eof());
             }
             break;
         default:
-            copy();
+            copy(std::min<size_t>(size, 6000));
             break;
         }
     }
 
-    size_t piece_size() { return _random() % 16 == 0 ? _random() % 6000 : _random() % 20; }
-    // For operations that need no block of that size: now and then as much as there is, exactly or not.
+    [[nodiscard]] size_t left() const { return _content.size() - _pos; }
+    // A small piece, now and then a large one, as much as there is, or more than can be.
     size_t amount()
     {
         const unsigned kind = _random() % 16;
-        return kind == 0 ? std::numeric_limits<size_t>::max() : kind == 1 ? left() : piece_size();
+        return kind == 0   ? std::numeric_limits<size_t>::max()
+               : kind == 1 ? left()
+               : kind == 2 ? _random() % 6000
+                           : _random() % 20;
     }
-    [[nodiscard]] size_t left() const { return _content.size() - _pos; }
 
-    void taken_by_source(size_t size) { _pos += size; }
-    // The sink has been given the `size` bytes that the source's position has just passed.
-    void given(size_t size, size_t taken)
+    // The source has been asked for `size` bytes and has given `got`; fewer end it.
+    size_t passed(size_t size, size_t got, bool ends = true)
     {
-        const size_t room = _room > _expected.size() ? _room - _expected.size() : 0;
-        const size_t expected = _sink.takes_all() ? size : std::min(size, room);
-        EXPECT_EQ(taken, expected);
-        if (!_sink.takes_all()) {
-            EXPECT_EQ(_o.eof(), taken < size ? TRUE : FALSE); // a write that fills it exactly doesn't end it
+        EXPECT_EQ(got, std::min(size, left()));
+        if (ends) {
+            EXPECT_EQ(_i.eof(), got < size ? TRUE : FALSE);
         }
-        expect_arrival(size);
+        _pos += got;
+        return got;
     }
-    void expect_arrival(size_t size)
+    // The sink has been given the last `size` bytes of what the source has given.
+    void arrives(size_t size)
     {
         const auto end = _content.begin() + static_cast<std::ptrdiff_t>(_pos);
         _expected.insert(_expected.end(), end - static_cast<std::ptrdiff_t>(size), end);
     }
-
-    void copy()
+    void given(size_t size, size_t taken)
     {
-        const size_t size = piece_size();
-        Block piece(size);
-        const size_t got = _i.get(piece.begin(), size);
-        EXPECT_EQ(got, std::min(size, left()));
-        EXPECT_EQ(_i.eof(), got < size ? TRUE : FALSE);
-        EXPECT_TRUE(
-            std::all_of(piece.begin() + got, piece.begin() + size, [](a_byte b) { return b == 0x5A; }));
-        taken_by_source(got);
-        given(got, _o.put(piece.begin(), got));
-    }
-
-    void skip()
-    {
-        const size_t size = amount();
-        const size_t skipped = _i.skip(size);
-        EXPECT_EQ(skipped, std::min(size, left()));
-        EXPECT_EQ(_i.eof(), skipped < size ? TRUE : FALSE);
-        taken_by_source(skipped);
-    }
-
-    void append()
-    {
-        const size_t size = amount();
-        const size_t moved = std::min(size, left());
-        _i.append_to(_o, size);
-        taken_by_source(moved);
-        expect_arrival(moved);
-        if (!_o.eof()) {
-            EXPECT_EQ(_i.eof(), moved < size ? TRUE : FALSE);
+        const size_t room = _room > _expected.size() ? _room - _expected.size() : 0;
+        EXPECT_EQ(taken, _sink.takes_all() ? size : std::min(size, room));
+        if (!_sink.takes_all()) {
+            EXPECT_EQ(_o.eof(), taken < size ? TRUE : FALSE); // a write that fills it exactly doesn't end it
         }
+        arrives(size);
     }
 
-    void append_rest()
+    void copy(size_t size)
     {
-        const size_t moved = left();
-        _i.safe_append_to(_o);
-        taken_by_source(moved);
-        expect_arrival(moved);
-        EXPECT_TRUE(_i.eof() || _o.eof());
+        Block piece(size);
+        const size_t got = passed(size, _i.get(piece.begin(), size));
+        EXPECT_TRUE(
+            std::all_of(piece.begin() + got, piece.end(), [](a_byte b) { return b == Block::FILLING; }));
+        given(got, _o.put(piece.begin(), got));
     }
 
     // The source's buffer straight into the sink's.
@@ -295,7 +262,7 @@ private:
             std::memcpy(dest, piece, moved);
             from.bump(moved);
             to.bump(moved);
-            taken_by_source(moved);
+            _pos += moved;
             given(moved, moved);
         }
     }
@@ -303,14 +270,20 @@ private:
     void nothing_moves_behind_the_end()
     {
         Block piece(3);
-        EXPECT_EQ(_i.get(piece.begin(), 3), 0u);
-        EXPECT_EQ(_i.skip(3), 0u);
-        EXPECT_EQ(piece.first(3), Bytes(3, 0x5A));
-        if (!_o.eof()) {
+        const bool source_ended = _i.eof();
+        if (source_ended) {
+            EXPECT_EQ(_i.get(piece.begin(), 3) + _i.skip(3), 0u);
+            EXPECT_EQ(piece.first(3), Bytes(3, Block::FILLING));
+        }
+        if (source_ended != (_o.eof() == TRUE)) {
             _i.append_to(_o, 3);
             _i.safe_append_to(_o);
+            EXPECT_EQ(_i.eof() == TRUE, source_ended);
         }
-        EXPECT_TRUE(_i.eof());
+        if (_o.eof()) {
+            EXPECT_EQ(_o.put(a_byte{1}) + _o.put("ab"), 0u);
+            EXPECT_TRUE(!_o.is_buffered() || static_cast<UTBufferedOStream &>(_o).lim() == nullptr);
+        }
     }
 
     Bytes _content;

@@ -166,28 +166,20 @@ public:
         return finish();
     }
 
-    // The input cut at `at`, every destination of `room` bytes, and the end told with an empty input.
+    // The input cut at `at`, every destination of `room` bytes, and the end told with an empty input. A stop
+    // ends it.
     a_outcome in_two_pieces(std::span<const a_byte> input, size_t at, size_t room)
     {
         begin();
         const auto same_room = [room] { return room; };
         const auto odd = [at, room] { return (at + room) % 2 != 0; };
         for (const size_t end : {at, input.size()}) {
-            _outcome.result = feed(input.first(end), false, same_room, odd);
+            if (_outcome.result == ORV_CONV_OK) {
+                _outcome.result = feed(input.first(end), false, same_room, odd);
+            }
         }
-        _outcome.result = feed(input, true, same_room, odd);
-        return finish();
-    }
-
-    // The same in one destination after the other, ended by a stop.
-    a_outcome in_two_pieces_up_to_a_stop(std::span<const a_byte> input, size_t at, size_t room)
-    {
-        begin();
-        const auto same_room = [room] { return room; };
-        const auto even = [] { return false; };
-        _outcome.result = feed(input.first(at), false, same_room, even);
         if (_outcome.result == ORV_CONV_OK) {
-            _outcome.result = feed(input, true, same_room, even);
+            _outcome.result = feed(input, true, same_room, odd);
         }
         return finish();
     }

@@ -136,29 +136,6 @@ TEST(IcuConverter, FlagsAndSubstitutesAreRightInEveryCombinationOfStops)
         << "a character that the end cuts is ICU's to substitute, and a single byte gets U+001A there";
 }
 
-// Output that ICU would keep for the next call is lost to whoever sees the end of the input and a full
-// destination, and stops calling.
-TEST(IcuConverter, NoOutputStaysBehindInIcu)
-{
-    LocaleWithBuiltIcu built;
-    if (!built.has_icu()) {
-        GTEST_SKIP() << "no ICU was built";
-    }
-    CharsetConverter conv(&built, charset("Shift_JIS"), built.UTF16LE());
-    ConverterDriver driver(conv);
-    Bytes input;
-    for (int i = 0; i < 40; i++) {
-        input.insert(input.end(), {static_cast<a_byte>('a' + i % 26), 0, 0xE5, 0x65});
-    }
-    const a_outcome whole = driver.whole(input);
-    ASSERT_EQ(whole.bytes.size(), 120U);
-    for (size_t at = 0; at <= input.size(); at += 3) {
-        for (size_t room = 1; room < 40; room++) {
-            ASSERT_EQ(driver.in_two_pieces(input, at, room), whole) << at << " " << room;
-        }
-    }
-}
-
 // Pending output fills the destination of the last call to the byte, while ICU holds half a character.
 TEST(IcuConverter, ACutCharacterSurvivesAFullDestination)
 {

@@ -102,7 +102,7 @@ TEST(LastResort, SubstitutesFlagsAndCursorsAreExactWithAndWithoutAStop)
         ConverterDriver driver(conv);
         EXPECT_EQ(driver.whole(c.input), c.outcome);
         for (size_t at = 0; at <= c.input.size(); at++) {
-            EXPECT_EQ(driver.in_two_pieces_up_to_a_stop(c.input, at, 16), c.outcome) << "cut at " << at;
+            EXPECT_EQ(driver.in_two_pieces(c.input, at, 16), c.outcome) << "cut at " << at;
         }
     }
 }

@@ -28,23 +28,6 @@ a_values values_of(const UTCollationTailoring & tailoring)
             tailoring.GetPunctuationSensitivity(), tailoring.GetSortType()};
 }
 
-TEST(Tailoring, ANewOneIsInsensitiveAndNeitherSetNorValid)
-{
-    const UTCollationTailoring fresh;
-    EXPECT_EQ(values_of(fresh), a_values{});
-    EXPECT_FALSE(fresh.WasSet());
-    EXPECT_FALSE(fresh.IsValid());
-    EXPECT_STREQ(fresh.GetICULocale(), "");
-    EXPECT_STREQ(fresh.GetTailoringOptions(), "");
-    EXPECT_STREQ(fresh.GetCompleteTailoringOptions(), "");
-
-    const UTCollationTailoring lower(CASE_SENSITIVE_LOWER_FIRST);
-    EXPECT_EQ(values_of(lower), (a_values{CASE_SENSITIVE_LOWER_FIRST, ACCENT_SENSITIVE}));
-    const UTCollationTailoring three(CASE_INSENSITIVE, ACCENT_SENSITIVE_FRENCH, PUNCTUATION_INSENSITIVE);
-    EXPECT_EQ(values_of(three),
-              (a_values{CASE_INSENSITIVE, ACCENT_SENSITIVE_FRENCH, PUNCTUATION_INSENSITIVE}));
-}
-
 TEST(Tailoring, EmptyOptionsAreValidAndChangeNoValue)
 {
     for (const char * options : {"", static_cast<const char *>(nullptr)}) {
