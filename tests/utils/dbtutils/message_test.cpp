@@ -253,13 +253,9 @@ void report_from_many_threads()
 
 } // namespace
 
-TEST_F(Report, ThreadsReachTheCallbackOneAtATimeWithTheirOwnTexts)
+TEST_F(Report, ThreadsReachTheCallbackOneAtATimeWithTheirOwnTextsInEitherMode)
 {
     report_from_many_threads();
-}
-
-TEST_F(Report, ThreadsReachTheCallbackOneAtATimeInRecursiveMode)
-{
     SetAllowRecursiveMessages(TRUE);
     report_from_many_threads();
 }

@@ -385,4 +385,20 @@ TEST(CollationRows, LanguagesAreServedAndAllButTheIcuRowHaveATable)
     }
 }
 
+// A label with a number tells its code page. Four tell IBM's number of an ISO page, or of what Windows calls
+// 1252.
+TEST(CollationRows, NumbersInLabelsAreTheCodePageButForTheListedOnes)
+{
+    std::vector<std::string> found;
+    for (const CollationInfoPod & row : UTLocale::_collation_info) {
+        int page = 0;
+        if (sscanf(row._orv_collation_label, "%d", &page) == 1 &&
+            page != row._required_charset->_microsoft_cid)
+            found.push_back(std::string(row._orv_collation_label) + ' ' + row._required_charset->orv_label());
+    }
+    ExpectTheListed(found, {"819DAN ISO_8859-1:1987", "819ESP ISO_8859-1:1987", "819ISL ISO_8859-1:1987",
+                            "819LATIN1 ISO_8859-1:1987", "819NOR ISO_8859-1:1987", "819SVE ISO_8859-1:1987",
+                            "856HEB IBM856", "920TRK ISO_8859-9:1989"});
+}
+
 } // namespace
