@@ -8,8 +8,9 @@ missing=()
 while read -r name group _; do
     [[ -z $name || $name == \#* ]] && continue
     [[ " $* " == *" $group "* ]] || continue
-    state=$(dpkg-query -W -f='${db:Status-Status}' "$name" 2> /dev/null || true)
-    [[ $state == installed ]] || missing+=("$name")
+    IFS='|' read -ra any <<< "$name"
+    states=$(dpkg-query -W -f='${db:Status-Status}\n' "${any[@]}" 2> /dev/null || true)
+    grep -qx installed <<< "$states" || missing+=("${any[0]}")
 done < "$list"
 [[ ${#missing[@]} -gt 0 ]] || exit 0
 
