@@ -89,8 +89,11 @@ extern "C" {
 
 UConverter * ucnv_open_3_4(const char * name, UErrorCode * error)
 {
+    if (error == nullptr || U_FAILURE(*error)) {
+        return nullptr;
+    }
     UConverter * converter = ucnv_open(name, error);
-    if (error != nullptr && *error == U_FILE_ACCESS_ERROR && name != nullptr) {
+    if (*error == U_FILE_ACCESS_ERROR && name != nullptr) {
         return open_lacking(name, error);
     }
     return converter;

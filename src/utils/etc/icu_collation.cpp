@@ -42,16 +42,23 @@ int compare_bytes(const a_byte * s1, const a_byte * s2, size_t len)
 
 // ---- Tailoring
 
+// Each with a code of its own, since ICU does nothing with one that tells of a failure: an attribute that
+// can't be had takes no other along.
+void set_attribute(const UTICU & icu, UCollator * coll, UColAttribute attribute, UColAttributeValue value)
+{
+    UErrorCode error = U_ZERO_ERROR; // tells nothing new: a build that opens collators knows the attributes
+    icu.ucol_setAttribute_3_4(coll, attribute, value, &error);
+}
+
 // Quaternary punctuation needs the levels of case and accents in front of its own: false if it lacked one.
 bool set_punctuation(const UTICU & icu, UCollator * coll, a_punctuation_sensitivity punctuation,
                      a_case_sensitivity & for_case, an_accent_sensitivity & accent)
 {
-    UErrorCode error = U_ZERO_ERROR;
     if (punctuation == PUNCTUATION_SENSITIVE_PRIMARY) {
-        icu.ucol_setAttribute_3_4(coll, UCOL_ALTERNATE_HANDLING, UCOL_NON_IGNORABLE, &error);
+        set_attribute(icu, coll, UCOL_ALTERNATE_HANDLING, UCOL_NON_IGNORABLE);
         return true;
     }
-    icu.ucol_setAttribute_3_4(coll, UCOL_ALTERNATE_HANDLING, UCOL_SHIFTED, &error);
+    set_attribute(icu, coll, UCOL_ALTERNATE_HANDLING, UCOL_SHIFTED);
     if (punctuation != PUNCTUATION_SENSITIVE_QUATERNARY) {
         return true;
     }
@@ -76,31 +83,29 @@ UColAttributeValue strength(a_punctuation_sensitivity punctuation, a_case_sensit
     return for_case == CASE_INSENSITIVE ? UCOL_SECONDARY : UCOL_TERTIARY;
 }
 
-// The sort type has been applied by then: it travels in the locale text. Results of the single calls tell
-// nothing new: a build that has opened the collator knows these attributes.
+// The sort type has been applied by then: it travels in the locale text.
 bool apply_tailoring(const UTICU & icu, UCollator * coll, const UTCollationTailoring & tailoring)
 {
     const a_punctuation_sensitivity punctuation = tailoring.GetPunctuationSensitivity();
     a_case_sensitivity for_case = tailoring.GetCaseSensitivity();
     an_accent_sensitivity accent = tailoring.GetAccentSensitivity();
     const bool result = set_punctuation(icu, coll, punctuation, for_case, accent);
-    UErrorCode error = U_ZERO_ERROR;
     if (accent == ACCENT_INSENSITIVE) {
         icu.ucol_setStrength_3_4(coll, UCOL_PRIMARY);
         if (for_case == CASE_INSENSITIVE) {
             return result;
         }
-        icu.ucol_setAttribute_3_4(coll, UCOL_CASE_LEVEL, UCOL_ON, &error);
+        set_attribute(icu, coll, UCOL_CASE_LEVEL, UCOL_ON);
     } else {
         icu.ucol_setStrength_3_4(coll, strength(punctuation, for_case));
     }
     if (accent == ACCENT_SENSITIVE_FRENCH) {
-        icu.ucol_setAttribute_3_4(coll, UCOL_FRENCH_COLLATION, UCOL_ON, &error);
+        set_attribute(icu, coll, UCOL_FRENCH_COLLATION, UCOL_ON);
     }
     if (for_case == CASE_SENSITIVE_CAPS_FIRST) {
-        icu.ucol_setAttribute_3_4(coll, UCOL_CASE_FIRST, UCOL_UPPER_FIRST, &error);
+        set_attribute(icu, coll, UCOL_CASE_FIRST, UCOL_UPPER_FIRST);
     } else if (for_case == CASE_SENSITIVE_LOWER_FIRST) {
-        icu.ucol_setAttribute_3_4(coll, UCOL_CASE_FIRST, UCOL_LOWER_FIRST, &error);
+        set_attribute(icu, coll, UCOL_CASE_FIRST, UCOL_LOWER_FIRST);
     }
     return result;
 }

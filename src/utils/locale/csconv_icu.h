@@ -19,7 +19,6 @@
 // What both directions have. `Base` is the converter's base, `Callback` ICU's type of hook in its direction.
 template<typename Base, typename Callback> class ICUCharsetConverter : public Base {
 public:
-    ~ICUCharsetConverter() override { close_handle(); }
     [[nodiscard]] a_bool support_reporting() const override { return TRUE; }
     void close() override { close_handle(); }
 
@@ -29,14 +28,13 @@ protected:
     // A handle for `foreign`, the side that isn't the hub, with `on_error` as its hook.
     ICUCharsetConverter(UTLocale * locale, const CharsetInfo * dest_csinfo, const CharsetInfo * src_csinfo,
                         const CharsetInfo * foreign, a_hook_setter set_hook, Callback on_error);
+    // ICU then calls the hook once more, with the final class as its context: its destructor has to close.
+    void close_handle();
 
     UConverter * _cvth; // owned
     const UTICU & _icu;
     Callback _old_callback = nullptr; // what the handle had
     const void * _old_context = nullptr;
-
-private:
-    void close_handle();
 };
 extern template class ICUCharsetConverter<ToUTF16CharsetConverterBase, icu_abi::UConverterToUCallback>;
 extern template class ICUCharsetConverter<FromUTF16CharsetConverterBase, icu_abi::UConverterFromUCallback>;
@@ -47,6 +45,7 @@ class ToUTF16ICUCharsetConverter final
 public:
     ToUTF16ICUCharsetConverter(UTLocale * locale, const CharsetInfo * dest_csinfo,
                                const CharsetInfo * src_csinfo);
+    ~ToUTF16ICUCharsetConverter() override { close_handle(); }
     void Reset() override;
     ORV_CONV_RET to_utf16_aligned(a_byte ** p_dest, const a_byte * dest_end, const a_byte ** p_src,
                                   const a_byte * src_end, a_bool finish) override;
@@ -63,6 +62,7 @@ class FromUTF16ICUCharsetConverter final
 public:
     FromUTF16ICUCharsetConverter(UTLocale * locale, const CharsetInfo * dest_csinfo,
                                  const CharsetInfo * src_csinfo);
+    ~FromUTF16ICUCharsetConverter() override { close_handle(); }
     void Reset() override;
     ORV_CONV_RET from_utf16_aligned(a_byte ** p_dest, const a_byte * dest_end, const a_byte ** p_src,
                                     const a_byte * src_end, a_bool finish) override;

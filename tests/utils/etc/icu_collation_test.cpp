@@ -80,6 +80,7 @@ TEST(IcuCollation, ATailoringIsWhatIcuIsAskedForAndItsDefaultsShow)
         {"Locale=fallback", "fallback alternate=21 strength=0 ", true, true},
         {"Locale=default", "default alternate=21 strength=0 ", true, true},
         {"Locale=unknown", "unknown alternate=21 strength=0 ", true, true},
+        {"Locale=broken;Case=Aa", "broken alternate=21 strength=0 case-level=17 case-first=25 "},
     };
     LocaleWithFakeIcu locale;
     for (const auto & row : rows) {

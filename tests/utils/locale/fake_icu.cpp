@@ -9,7 +9,7 @@
 // characters. Substitutes are U+FFFD and 1A.
 //
 // Collators: "fallback" and "default" open with the warning, and so does the type "unknown"; "missing"
-// doesn't open, and what "broken" opens fails at work.
+// doesn't open, and what "broken" opens fails at all but its opening.
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -244,8 +244,13 @@ void ucol_close_3_4(UCollator * collator)
     delete collator;
 }
 
-void ucol_setAttribute_3_4(UCollator *, UColAttribute attribute, UColAttributeValue value, UErrorCode *)
+void ucol_setAttribute_3_4(UCollator * collator, UColAttribute attribute, UColAttributeValue value,
+                           UErrorCode * error)
 {
+    if (*error > U_ZERO_ERROR) {
+        return;
+    }
+    *error = collator->is_broken ? U_MISSING_RESOURCE_ERROR : U_ZERO_ERROR;
     static constexpr const char * NAMES[] = {"french", "alternate", "case-first", "case-level"};
     note(NAMES[attribute], value);
 }
