@@ -14,6 +14,7 @@
 #include "remote/sigpipe.h"
 #include "remote/unixdll.h"
 #include "utils/dbtutils/message.h"
+#include "utils/etc/critsect.h"
 #include "utils/etc/posixio.h"
 #include "utils/etc/utstrfcn.h"
 #include "utils/utmem/utmem.h"
@@ -73,6 +74,12 @@ const an_error_table_entry SocketError[SOCKET_ERROR_ROWS] = {
 static_assert(std::size(SocketError) == SOCKET_ERROR_ROWS);
 
 namespace {
+
+// gethostbyname and getprotobyname answer in memory that all threads share, so the links of two threads take
+// turns until each has copied its answer: otherwise one could log in to the other's server. The C library
+// lets only one thread at a time look up a host anyway, so this costs hardly a wait.
+constinit pthread_mutex_t lookup_mutex = PTHREAD_MUTEX_INITIALIZER;
+constinit const a_critical_sect lookup_lock{&lookup_mutex};
 
 // Gives an object of this layer back at the end of a function, unless it has been released to the caller by
 // then.
@@ -226,23 +233,32 @@ int socket_cleanup(a_sock_info * sock_info)
     return 0;
 }
 
-// The name of the local host in `local_host`, which holds HOST_NAME_SIZE bytes; null, or its entry.
-static const hostent * local_host_entry(a_sock_info * sock_info, char * local_host)
+// Replaces the name in `local_host` by the official one. False: it isn't known.
+static bool look_up_official_name(const a_sock_func & os, char * local_host, size_t local_host_len)
+{
+    const CritSectGuard guard(lookup_lock);
+    const hostent * entry = os.gethostbyname(local_host);
+    if (entry == nullptr) {
+        return false;
+    }
+    (void)ut_strcpy(local_host, local_host_len, entry->h_name, nullptr, nullptr); // a long name is cut
+    return true;
+}
+
+static bool find_local_host(a_sock_info * sock_info, char * local_host, size_t local_host_len)
 {
     trace(sock_info, "gethostname");
     if (sock_info->sock_func.gethostname(local_host, HOST_NAME_SIZE) != 0) {
-        return nullptr;
+        return false;
     }
     local_host[HOST_NAME_SIZE - 1] = '\0'; // POSIX leaves it open whether a cut name is terminated
     debug_message_string(sock_info, "gethostbyname", local_host);
-    return sock_info->sock_func.gethostbyname(local_host);
+    return look_up_official_name(sock_info->sock_func, local_host, local_host_len);
 }
 
 void GetLocalHost(a_sock_info * sock_info, char * local_host, size_t local_host_len)
 {
-    const hostent * entry = local_host_entry(sock_info, local_host);
-    if (entry != nullptr) {
-        (void)ut_strcpy(local_host, local_host_len, entry->h_name, nullptr, nullptr); // a long name is cut
+    if (find_local_host(sock_info, local_host, local_host_len)) {
         return;
     }
     const int code = sock_info->sock_func.TCPErrno();
@@ -258,6 +274,17 @@ static bool is_numeric(const char * host_name)
     return host_name[std::strspn(host_name, "0123456789.")] == '\0';
 }
 
+static bool look_up_address(const a_sock_func & os, const char * host_name, in_addr * address)
+{
+    const CritSectGuard guard(lookup_lock);
+    const hostent * entry = os.gethostbyname(host_name);
+    if (entry == nullptr || entry->h_addr_list[0] == nullptr) {
+        return false;
+    }
+    std::memcpy(address, entry->h_addr_list[0], sizeof(*address));
+    return true;
+}
+
 static bool resolve(a_sock_info * sock_info, const char * host_name, in_addr * address)
 {
     if (is_numeric(host_name)) {
@@ -265,12 +292,7 @@ static bool resolve(a_sock_info * sock_info, const char * host_name, in_addr * a
         return address->s_addr != INADDR_NONE;
     }
     debug_message_string(sock_info, "gethostbyname", host_name);
-    const hostent * entry = sock_info->sock_func.gethostbyname(host_name);
-    if (entry == nullptr || entry->h_addr_list[0] == nullptr) {
-        return false;
-    }
-    std::memcpy(address, entry->h_addr_list[0], sizeof(*address));
-    return true;
+    return look_up_address(sock_info->sock_func, host_name, address);
 }
 
 a_sock * SocketInit(a_sock_info * sock_info, const char * host_name)
@@ -307,8 +329,11 @@ static bool has_text(const char * text)
 // A system whose protocol database knows the service by name overrides the caller's port.
 static void look_up_port(a_sock_info * sock_info, const char * name, uint16 * port)
 {
-    const protoent * entry = has_text(name) ? sock_info->sock_func.getprotobyname(name) : nullptr;
-    if (entry != nullptr) {
+    if (!has_text(name)) {
+        return;
+    }
+    const CritSectGuard guard(lookup_lock);
+    if (const protoent * entry = sock_info->sock_func.getprotobyname(name); entry != nullptr) {
         *port = static_cast<uint16>(entry->p_proto);
     }
 }

@@ -12,8 +12,10 @@
 // retried, so a signal that interrupts a call is reported like any other failure. There is no time-out: a
 // read waits as long as the peer is silent.
 //
-// Threads: no locks. A socket belongs to one thread at a time, and so does its context, which all sockets of
-// a link share. `msgcb` runs on the calling thread with the host's own signal mask.
+// Threads: a socket belongs to one thread at a time, and so does its context, which all sockets of a link
+// share; neither has a lock. Contexts of two threads look names up one at a time, since the system's answer
+// is the process's; a host that calls gethostbyname itself meanwhile is beyond that. `msgcb` runs on the
+// calling thread with the host's own signal mask, and never under a lock of this layer.
 //
 // Descriptors are closed across exec. No socket option is set.
 #pragma once

@@ -6,9 +6,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <future>
 #include <map>
 #include <memory>
 #include <string>
@@ -106,6 +108,35 @@ TEST(SockInit, UnknownHostIsReportedByErrnoAndTraceIsCutAt255)
     EXPECT_EQ(SocketInit(fake.info, name.c_str()), nullptr);
     EXPECT_EQ(fake.log, (lines{("> gethostbyname " + name).substr(0, 2 + 255), "gethostbyname " + name,
                                "> Error: Network is unreachable."}));
+}
+
+// One answer for the process, as the C library has. A look-up that another one can overtake is overtaken.
+hostent * shared_answer(const char * name)
+{
+    static std::atomic<int> asked = 0;
+    static char address[] = {10, 0, 0, 0};
+    static char * addresses[] = {address, nullptr};
+    static hostent entry = {};
+    entry.h_addr_list = addresses;
+    address[3] = static_cast<char>(name[0] - 'a');
+    const int place = ++asked;
+    for (int i = 0; place == 1 && asked == 1 && i < 100; ++i) {
+        usleep(1000);
+    }
+    return &entry;
+}
+
+TEST(SockInit, LinksOfTwoThreadsDoNotGetEachOthersServer)
+{
+    fake_sock fake;
+    fake.info->sock_func.gethostbyname = shared_answer;
+    const auto last_byte_of = [&](const char * name) {
+        const sock_ptr sock(SocketInit(fake.info, name));
+        return ntohl(sock->sin_addr.s_addr) & 0xFF;
+    };
+    auto other = std::async(std::launch::async, [&] { return last_byte_of("b"); });
+    EXPECT_EQ(last_byte_of("c"), 2U);
+    EXPECT_EQ(other.get(), 1U);
 }
 
 TEST(LocalHost, OfficialNameOrReport)
