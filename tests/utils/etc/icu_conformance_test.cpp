@@ -83,36 +83,28 @@ private:
 struct a_tailoring {
     const char * options;
     const char * locale;
-    UColAttributeValue strength;
-    UColAttributeValue alternate;
-    std::vector<std::pair<UColAttribute, UColAttributeValue>> more;
+    std::vector<std::pair<UColAttribute, UColAttributeValue>> attributes;
 };
 
 const std::vector<a_tailoring> & tailorings()
 {
-    using Pairs = std::vector<std::pair<UColAttribute, UColAttributeValue>>;
-    static const Pairs french_upper = {{UCOL_FRENCH_COLLATION, UCOL_ON}, {UCOL_CASE_FIRST, UCOL_UPPER_FIRST}};
-    static const Pairs upper = {{UCOL_CASE_FIRST, UCOL_UPPER_FIRST}};
-    static const Pairs level_upper = {{UCOL_CASE_LEVEL, UCOL_ON}, {UCOL_CASE_FIRST, UCOL_UPPER_FIRST}};
+    using Pair = std::pair<UColAttribute, UColAttributeValue>;
+    constexpr Pair primary = {UCOL_STRENGTH, UCOL_PRIMARY};
+    constexpr Pair secondary = {UCOL_STRENGTH, UCOL_SECONDARY};
+    constexpr Pair shifted = {UCOL_ALTERNATE_HANDLING, UCOL_SHIFTED};
+    constexpr Pair upper = {UCOL_CASE_FIRST, UCOL_UPPER_FIRST};
+    constexpr Pair lower = {UCOL_CASE_FIRST, UCOL_LOWER_FIRST};
+    constexpr Pair french = {UCOL_FRENCH_COLLATION, UCOL_ON};
     static const std::vector<a_tailoring> all = {
-        {"", "", UCOL_PRIMARY, UCOL_NON_IGNORABLE, {}},
-        {"Case=yes", "", UCOL_PRIMARY, UCOL_NON_IGNORABLE, level_upper},
-        {"Accent=yes;Punct=off", "", UCOL_SECONDARY, UCOL_SHIFTED, {}},
-        {"Locale=fr_CA;Case=yes;Accent=f", "fr_CA", UCOL_TERTIARY, UCOL_NON_IGNORABLE, french_upper},
-        {"Case=LowerFirst;Accent=yes;Punct=Quaternary",
-         "",
-         UCOL_QUATERNARY,
-         UCOL_SHIFTED,
-         {{UCOL_CASE_FIRST, UCOL_LOWER_FIRST}}},
-        {"Locale=de;SortType=phonebook;Case=yes;Accent=yes", "de@collation=phonebook", UCOL_TERTIARY,
-         UCOL_NON_IGNORABLE, upper},
-        {"Locale=sv;Case=yes;Accent=yes", "sv", UCOL_TERTIARY, UCOL_NON_IGNORABLE, upper},
-        {"Locale=ja;Accent=yes", "ja", UCOL_SECONDARY, UCOL_NON_IGNORABLE, {}},
-        {"Locale=es;SortType=traditional;Accent=yes",
-         "es@collation=traditional",
-         UCOL_SECONDARY,
-         UCOL_NON_IGNORABLE,
-         {}},
+        {"", "", {primary}},
+        {"Case=yes", "", {primary, upper, {UCOL_CASE_LEVEL, UCOL_ON}}},
+        {"Accent=yes;Punct=off", "", {secondary, shifted}},
+        {"Locale=fr_CA;Case=yes;Accent=f", "fr_CA", {upper, french}},
+        {"Case=aA;Accent=yes;Punct=Quaternary", "", {{UCOL_STRENGTH, UCOL_QUATERNARY}, shifted, lower}},
+        {"Locale=de;SortType=phonebook;Case=yes;Accent=yes", "de@collation=phonebook", {upper}},
+        {"Locale=sv;Case=yes;Accent=yes", "sv", {upper}},
+        {"Locale=ja;Accent=yes", "ja", {secondary}},
+        {"Locale=es;SortType=traditional;Accent=yes", "es@collation=traditional", {secondary}},
     };
     return all;
 }
@@ -125,9 +117,8 @@ std::unique_ptr<UCollator, CollatorCloser> open_collator(const a_tailoring & tai
 {
     UErrorCode error = U_ZERO_ERROR;
     std::unique_ptr<UCollator, CollatorCloser> collator(ucol_open(tailoring.locale, &error));
-    ucol_setStrength(collator.get(), tailoring.strength);
-    ucol_setAttribute(collator.get(), UCOL_ALTERNATE_HANDLING, tailoring.alternate, &error);
-    for (const auto & [attribute, value] : tailoring.more) {
+    ucol_setAttribute(collator.get(), UCOL_ALTERNATE_HANDLING, UCOL_NON_IGNORABLE, &error);
+    for (const auto & [attribute, value] : tailoring.attributes) {
         ucol_setAttribute(collator.get(), attribute, value, &error);
     }
     EXPECT_TRUE(U_SUCCESS(error)) << tailoring.options;
