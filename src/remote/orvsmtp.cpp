@@ -46,6 +46,34 @@ bool read_reply_line(a_smtp_link_info * lnk, a_sock * sock, char * line, unsigne
     return true;
 }
 
+enum a_reply {
+    REPLY_GOOD,
+    REPLY_BAD,
+    REPLY_UNREAD, // errno tells why
+};
+
+a_reply read_smtp_reply(a_smtp_link_info * lnk, a_grab_func * grab, void * grab_data)
+{
+    char line[REPLY_SIZE];
+    unsigned int line_len = 0;
+    bool good = true;
+    bool last = false;
+    if (SocketIsClosed(lnk->smtp)) {
+        return REPLY_BAD;
+    }
+    while (!last) {
+        if (!read_reply_line(lnk, lnk->smtp, line, &line_len)) {
+            return REPLY_UNREAD;
+        }
+        last = ends_reply(line, line_len);
+        good = good && is_positive(line);
+        if (grab != nullptr && good && line_len >= 4) {
+            grab(grab_data, line, line_len);
+        }
+    }
+    return good ? REPLY_GOOD : REPLY_BAD;
+}
+
 // Ends the session in `slot`, if there is one. A socket that was closed before gets no QUIT.
 void quit(a_smtp_link_info * lnk, a_sock *& slot, a_bool (*command)(a_smtp_link_info *))
 {
@@ -108,7 +136,7 @@ MSGRET open_both_sessions(a_smtp_link_info * lnk)
     for (;;) {
         MSGRET ret = smtp_open.DoActionWithRetries();
         if (ret == MSG_SUCCESS) {
-            end_session(lnk, lnk->smtp, smtp_command);
+            end_session(lnk, lnk->smtp, smtp_command_keep_open);
             ret = pop_open.DoActionWithRetries();
             if (ret == MSG_SUCCESS) {
                 return MSG_SUCCESS;
@@ -215,7 +243,7 @@ void MsgFiniLink(HLINK baseLink)
 {
     auto * lnk = static_cast<a_smtp_link_info *>(baseLink);
     quit(lnk, lnk->pop, pop_command);
-    quit(lnk, lnk->smtp, smtp_command);
+    quit(lnk, lnk->smtp, smtp_command_keep_open);
     if (lnk->sock_info != nullptr) {
         socket_cleanup(lnk->sock_info);
     }
@@ -226,7 +254,7 @@ void MsgFiniLink(HLINK baseLink)
 
 MSGRET Connect(a_smtp_link_info * lnk, smtp_pop_mode mode)
 {
-    quit(lnk, lnk->smtp, smtp_command);
+    quit(lnk, lnk->smtp, smtp_command_keep_open);
     quit(lnk, lnk->pop, pop_command);
     if (mode == MODE_BOTH) {
         mode = wanted_sessions(lnk);
@@ -266,25 +294,16 @@ void close_if_out_of_step(a_sock * smtp, int code)
 
 a_bool smtp_reply(a_smtp_link_info * lnk, a_grab_func * grab, void * grab_data)
 {
-    char line[REPLY_SIZE];
-    unsigned int line_len = 0;
-    bool good = true;
-    bool last = false;
-    if (SocketIsClosed(lnk->smtp)) {
-        return FALSE;
+    const a_reply reply = read_smtp_reply(lnk, grab, grab_data);
+    if (reply == REPLY_UNREAD) {
+        close_if_out_of_step(lnk->smtp, errno);
     }
-    while (!last) {
-        if (!read_reply_line(lnk, lnk->smtp, line, &line_len)) {
-            close_if_out_of_step(lnk->smtp, errno);
-            return FALSE;
-        }
-        last = ends_reply(line, line_len);
-        good = good && is_positive(line);
-        if (grab != nullptr && good && line_len >= 4) {
-            grab(grab_data, line, line_len);
-        }
-    }
-    return good ? TRUE : FALSE;
+    return reply == REPLY_GOOD ? TRUE : FALSE;
+}
+
+a_bool smtp_reply_keep_open(a_smtp_link_info * lnk)
+{
+    return read_smtp_reply(lnk, nullptr, nullptr) == REPLY_GOOD ? TRUE : FALSE;
 }
 
 a_bool pop_reply(a_smtp_link_info * lnk, char * buffer)
@@ -299,6 +318,11 @@ a_bool pop_reply(a_smtp_link_info * lnk, char * buffer)
 a_bool smtp_command(a_smtp_link_info * link)
 {
     return send_command(link->smtp) && smtp_reply(link) ? TRUE : FALSE;
+}
+
+a_bool smtp_command_keep_open(a_smtp_link_info * link)
+{
+    return send_command(link->smtp) && smtp_reply_keep_open(link) ? TRUE : FALSE;
 }
 
 a_bool pop_command(a_smtp_link_info * link)

@@ -122,9 +122,14 @@ using a_grab_func = void(void * grab_data, char * line_buf, unsigned int line_le
 
 // Reads an SMTP reply: lines up to one that is shorter than four characters or has no hyphen as fourth
 // character. Each line is traced; lines of four or more characters go to `grab`, as long as all lines so far
-// were good. TRUE when every line began with 2 or 3; FALSE on a closed socket, too.
+// were good. TRUE when every line began with 2 or 3; FALSE on a closed socket, too. A failed read that leaves
+// the session out of step closes it.
 [[nodiscard]] a_bool smtp_reply(a_smtp_link_info * lnk, a_grab_func * grab = nullptr,
                                 void * grab_data = nullptr);
+
+// The same where a reply that isn't good ends the session anyway: leaves it open for its QUIT, whatever is
+// still to come from the server.
+[[nodiscard]] a_bool smtp_reply_keep_open(a_smtp_link_info * lnk);
 
 // Reads a POP3 reply, one line, into `buffer` of REPLY_SIZE bytes, and traces it. TRUE when it begins with
 // "+". After FALSE `buffer` holds the refusal, or nothing of use when the read failed.
@@ -134,7 +139,10 @@ using a_grab_func = void(void * grab_data, char * line_buf, unsigned int line_le
 [[nodiscard]] a_bool smtp_command(a_smtp_link_info * link);
 [[nodiscard]] a_bool pop_command(a_smtp_link_info * link);
 
-// The same, and leaves the reply line in `buffer`, of REPLY_SIZE bytes.
+// As smtp_command, for a command whose failure ends the session.
+[[nodiscard]] a_bool smtp_command_keep_open(a_smtp_link_info * link);
+
+// As pop_command, and leaves the reply line in `buffer`, of REPLY_SIZE bytes.
 [[nodiscard]] a_bool pop_command_response(a_smtp_link_info * link, char * buffer);
 
 // Ends the open session in `slot`, which is the link's `smtp` or `pop`: QUIT by `command`, close, free, null.

@@ -356,7 +356,7 @@ a_bool smtp_hello_and_authenticate(a_smtp_link_info * lnk)
     if (say_helo) {
         SocketString(lnk->smtp, "HELO ");
         SocketString(lnk->smtp, lnk->local_host);
-        if (!smtp_command(lnk)) {
+        if (!smtp_command_keep_open(lnk)) {
             return FALSE;
         }
     }

@@ -117,7 +117,7 @@ MSGRET SMTPMessageWrite::ReInit()
     if (_lnk->smtp != nullptr && !SocketIsClosed(_lnk->smtp)) {
         SocketPurgePending(_lnk->smtp); // what a failed attempt has left
         SocketString(_lnk->smtp, "RSET");
-        if (smtp_command(_lnk)) {
+        if (smtp_command_keep_open(_lnk)) {
             return MSG_SUCCESS;
         }
     }

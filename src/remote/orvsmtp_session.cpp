@@ -125,7 +125,7 @@ void read_port(a_profile_rw_access * profile, const char * name, char (&port)[si
 
 COM_RESULT abandon_smtp(a_smtp_link_info * lnk)
 {
-    end_session(lnk, lnk->smtp, smtp_command);
+    end_session(lnk, lnk->smtp, smtp_command_keep_open);
     return COM_RETRY;
 }
 
@@ -225,7 +225,7 @@ COM_RESULT SMTP_POPSessionOpen::OpenSMTP()
     if (!open_socket(_lnk, _lnk->smtp, _lnk->parms.smtp_host, _lnk->parms.smtp_port, "SMTP")) {
         return COM_RETRY;
     }
-    if (!smtp_reply(_lnk) || !smtp_hello_and_authenticate(_lnk)) {
+    if (!smtp_reply_keep_open(_lnk) || !smtp_hello_and_authenticate(_lnk)) {
         return abandon_smtp(_lnk);
     }
     if (_lnk->smtp_from_dialog) {

@@ -97,6 +97,7 @@ TEST(SessionModes, NoLinkIsMadeWithoutItsSessionsAndNothingIsAskedMoreThanFiveTi
     const rows_of bad_greeting = rows_of{say("220-come"), say("554 no")} + smtp_quit();
     const rows_of helo_refused =
         rows_of{say("220 ready"), hear("HELO link.example"), say("501 no")} + smtp_quit();
+    const Row overlong = say("220 " + std::string(507, 'x'));
     const rows_of user = {say("+OK ready"), hear("USER bob"), say("-ERR who")};
     const rows_of pass = {say("+OK ready"), hear("USER bob"), say("+OK"), hear("PASS secret"),
                           say("-ERR wrong")};
@@ -120,9 +121,14 @@ TEST(SessionModes, NoLinkIsMadeWithoutItsSessionsAndNothingIsAskedMoreThanFiveTi
          times(5, Connection{Port::Pop3, rows_of{say(" +OK")} + pop_quit()})},
         {"a failing SMTP login never touches POP3", {}, times(5, Connection{Port::Smtp, bad_greeting})},
         {"a refused HELO", {{"send_only", "y"}}, times(5, Connection{Port::Smtp, helo_refused})},
-        {"an overlong greeting is out of step, and no QUIT is said",
+        {"an overlong greeting still gets its QUIT",
          {{"send_only", "y"}},
-         times(5, Connection{Port::Smtp, {say("220 " + std::string(507, 'x'))}}),
+         times(5, Connection{Port::Smtp, rows_of{overlong} + smtp_quit()}),
+         times(5, std::string("Line is too long, buffer overflow"))},
+        {"and so does an overlong reply to HELO",
+         {{"send_only", "y"}},
+         times(5, Connection{Port::Smtp,
+                             rows_of{say("220 ready"), hear("HELO link.example"), overlong} + smtp_quit()}),
          times(5, std::string("Line is too long, buffer overflow"))},
         {"no SMTP host", {{"smtp_host", ""}}, {}},
         {"no POP3 host", {{"pop3_host", ""}}, {smtp_proof}},
