@@ -4,8 +4,8 @@
 #include <cerrno>
 #include <cstring>
 #include <string_view>
-#include <strings.h>
 
+#include "remote/caseless.h"
 #include "remote/unixdll.h"
 #include "utils/dbtutils/message.h"
 #include "utils/etc/utstrfcn.h"
@@ -106,9 +106,9 @@ void add_mechanism_of_setting(const a_smtp_link_info * lnk, uint32 * supported_a
     if (mechanism[0] == '\0') {
         return;
     }
-    if (strcasecmp(mechanism, "CRAM-MD5") == 0) {
+    if (equals_caseless(mechanism, "CRAM-MD5")) {
         *supported_auth_mechanisms |= AUTH_CRAM_MD5;
-    } else if (strcasecmp(mechanism, "LOGIN") == 0) {
+    } else if (equals_caseless(mechanism, "LOGIN")) {
         *supported_auth_mechanisms |= AUTH_LOGIN;
     } else if (*supported_auth_mechanisms == 0) {
         trace(lnk, "Unknown smtp authenticate mechanism specified!!");

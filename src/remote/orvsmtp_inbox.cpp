@@ -5,8 +5,8 @@
 #include <new>
 #include <optional>
 #include <string_view>
-#include <strings.h>
 
+#include "remote/caseless.h"
 #include "remote/sigpipe.h"
 #include "utils/etc/native32.h"
 #include "utils/etc/utstrfcn.h"
@@ -48,11 +48,6 @@ std::string_view first_word(std::string_view text)
         ++end;
     }
     return text.substr(begin, end - begin);
-}
-
-bool equals_caseless(std::string_view text, std::string_view word)
-{
-    return text.size() == word.size() && strncasecmp(text.data(), word.data(), word.size()) == 0;
 }
 
 // The n-th word, counted from 0, of a reply that is split at blanks; null if there are fewer.

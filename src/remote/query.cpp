@@ -6,6 +6,7 @@
 #include <iterator>
 #include <strings.h>
 
+#include "remote/caseless.h"
 #include "remote/unixdll.h"
 #include "utils/etc/native32.h"
 
@@ -89,7 +90,7 @@ constexpr struct {
 bool is_one_of(const char * str, std::initializer_list<const char *> words)
 {
     for (const char * word : words) {
-        if (strcasecmp(str, word) == 0) {
+        if (equals_caseless(str, word)) {
             return true;
         }
     }
@@ -147,7 +148,7 @@ MSGSETTING MsgSupportedSettings(MSGSETTING settings, char * buf)
 MSGRET MsgVerifySetting(MSGSTRING setting, MSGSTRING value, MSGSTRING IDS)
 {
     for (const auto & row : smtp_checks) {
-        if (strcasecmp(setting, row.setting) == 0) {
+        if (equals_caseless(setting, row.setting)) {
             return row.check(value, IDS);
         }
     }
@@ -201,7 +202,7 @@ MSGRET IsValidBoolean(const char * value, MSGSTRING IDS)
 MSGSTRING GetValueFromTable(const char * index, const table_lookup * table)
 {
     for (const table_lookup * row = table; row->index != nullptr; ++row) {
-        if (strcasecmp(row->index, index) == 0) {
+        if (equals_caseless(row->index, index)) {
             return const_cast<char *>(row->value); // hosts see a plain pointer
         }
     }

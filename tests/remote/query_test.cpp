@@ -2,12 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
+#include <cstdlib>
 #include <cstring>
 #include <string>
+#include <strings.h>
 #include <vector>
 
+#include "remote/caseless.h"
 #include "remote/unixdll.h"
 #include "support/host_profile.h"
+#include "support/temporary_folder.h"
 
 namespace {
 
@@ -159,6 +164,23 @@ TEST(ProfileValues, SerialIsTheStoredOneAndTheNextIsStoredAtOnce)
         EXPECT_EQ(profile.accesses(), (std::vector<ProfileAccess>{{Kind::Read, "oob_serial", row.stored, 30},
                                                                   {Kind::Write, "oob_serial", row.next, 0}}));
     }
+}
+
+// Turkish has two letters each for "I" and "i", which are no case of each other.
+TEST(Settings, NamesAreThoseOfAsciiInATurkishHost)
+{
+    const TemporaryFolder folder;
+    const std::string make = "localedef -i tr_TR -f ISO-8859-9 " + folder.path("tr_TR.ISO-8859-9");
+    setenv("LOCPATH", folder.path().c_str(), 1);
+    if (std::system((make + " 2> /dev/null").c_str()) != 0 ||
+        setlocale(LC_ALL, "tr_TR.ISO-8859-9") == nullptr) {
+        GTEST_SKIP() << "no Turkish locale: package locales is missing";
+    }
+    ASSERT_NE(strcasecmp("I", "i"), 0);
+    char ids[SETTING_TEXT_SIZE];
+    EXPECT_EQ(MsgVerifySetting(plain("POP3_USERID"), plain("x"), ids), MSG_SUCCESS);
+    EXPECT_TRUE(equals_caseless("MESSAGE-ID", "message-id"));
+    setlocale(LC_ALL, "C");
 }
 
 } // namespace
