@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <string>
@@ -11,15 +10,9 @@
 #include <vector>
 
 #include "remote/orvsmtp_auth.h"
+#include "require.h"
 
 namespace {
-
-void check(bool holds)
-{
-    if (!holds) {
-        std::abort();
-    }
-}
 
 std::string model_challenge(std::string_view line)
 {
@@ -71,25 +64,25 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t * data, std::size_t siz
     std::string before(text);
     line.push_back('\0');
     grab_challenge(challenge.data(), line.data(), static_cast<unsigned int>(before.size()));
-    check(model_challenge(before) == challenge.data());
+    require(model_challenge(before) == challenge.data());
 
     const size_t len = std::strlen(challenge.data());
     std::vector<unsigned char> decoded(len / 4 * 3);
     size_t decoded_len = 1;
     const bool good = base64_decode(challenge.data(), len, decoded.data(), &decoded_len);
     const std::optional<std::string> expected = model_decode(challenge.data());
-    check(good == expected.has_value());
+    require(good == expected.has_value());
     const std::string_view got(reinterpret_cast<const char *>(decoded.data()), decoded_len);
-    check(good ? got == *expected : got.empty());
+    require(good ? got == *expected : got.empty());
 
     uint32 mechanisms = 0;
     grab_supported_auth(&mechanisms, line.data(), static_cast<unsigned int>(before.size()));
-    check(mechanisms <= (AUTH_CRAM_MD5 | AUTH_LOGIN));
+    require(mechanisms <= (AUTH_CRAM_MD5 | AUTH_LOGIN));
 
     std::vector<char> encoded(base64_size(size));
     base64_encode(data, size, encoded.data());
     std::vector<unsigned char> back(encoded.size() / 4 * 3);
-    check(base64_decode(encoded.data(), encoded.size() - 1, back.data(), &decoded_len));
-    check(decoded_len == size && std::equal(data, data + size, back.begin()));
+    require(base64_decode(encoded.data(), encoded.size() - 1, back.data(), &decoded_len));
+    require(decoded_len == size && std::equal(data, data + size, back.begin()));
     return 0;
 }

@@ -12,15 +12,9 @@
 #include <string_view>
 
 #include "remote/orvsmtp.h"
+#include "require.h"
 
 namespace fuzz {
-
-inline void check(bool holds)
-{
-    if (!holds) {
-        std::abort();
-    }
-}
 
 // Takes the first byte of the input, 0 at its end.
 inline std::uint8_t take_byte(std::span<const std::uint8_t> & input)
@@ -120,7 +114,7 @@ public:
     {
         uint16 port = 25;
         slot = SocketInit(lnk->sock_info, "127.0.0.1");
-        check(slot != nullptr && SocketOpen(slot, nullptr, &port, FALSE));
+        require(slot != nullptr && SocketOpen(slot, nullptr, &port, FALSE));
     }
 
     // A body of `size` bytes, without a byte to spare.

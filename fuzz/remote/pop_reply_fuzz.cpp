@@ -7,8 +7,6 @@
 
 namespace {
 
-using fuzz::check;
-
 void log_in(a_smtp_link_info * lnk)
 {
     char greeting[REPLY_SIZE];
@@ -20,8 +18,8 @@ void log_in(a_smtp_link_info * lnk)
 void read_and_delete(a_smtp_link_info * lnk, SMTPLinkMessage * msg)
 {
     if (POPMessageRead(lnk, msg).AttemptAction(0) == COM_SUCCESS) {
-        check(lnk->body_len + 5 <= lnk->body_max_size);
-        check(lnk->body[lnk->body_len] == '\0');
+        require(lnk->body_len + 5 <= lnk->body_max_size);
+        require(lnk->body[lnk->body_len] == '\0');
     }
     (void)POPMessageDelete(lnk, msg).AttemptAction(0); // else the link's destructor takes it
 }

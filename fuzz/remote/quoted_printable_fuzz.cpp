@@ -2,12 +2,12 @@
 
 #include <cctype>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "remote/orvsmtp_inbox.h"
+#include "require.h"
 
 namespace {
 
@@ -40,8 +40,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t * data, std::size_t siz
     std::vector<char> body(text.begin(), text.end());
     body.push_back('\0'); // and no byte to spare
     const unsigned int len = decode_quoted_printable(body.data(), static_cast<unsigned int>(size));
-    if (std::string_view(body.data(), len) != model(text) || body[len] != '\0') {
-        std::abort();
-    }
+    require(std::string_view(body.data(), len) == model(text) && body[len] == '\0');
     return 0;
 }

@@ -10,7 +10,6 @@
 
 namespace {
 
-using fuzz::check;
 using fuzz::server;
 
 using Lines = std::vector<std::string>;
@@ -51,10 +50,10 @@ void read_one_reply(std::span<const std::uint8_t> input)
     Lines expected;
     const bool good = model_reply(server.text, &expected);
     Lines lines;
-    check((smtp_reply(link.lnk.get(), grab_lines, &lines) != FALSE) == good);
-    check(lines == expected);
+    require((smtp_reply(link.lnk.get(), grab_lines, &lines) != FALSE) == good);
+    require(lines == expected);
     // Only a reply that went wrong half-way ends the session, and then it is out of step for sure.
-    check(!SocketIsClosed(link.lnk->smtp) || !good);
+    require(!SocketIsClosed(link.lnk->smtp) || !good);
 }
 
 void say_hello_and_send(std::span<const std::uint8_t> input, bool debug)
@@ -68,7 +67,7 @@ void say_hello_and_send(std::span<const std::uint8_t> input, bool debug)
     const std::string text = ".\r\ntext\r\n";
     SMTPMessageWrite write(link.lnk.get(), "office@b.example", text.data(), 9, OUT_OF_BAND_COUNT);
     if (write.AttemptAction(0) == COM_SUCCESS) {
-        check(server.sent > text.size());
+        require(server.sent > text.size());
     }
 }
 

@@ -4,23 +4,16 @@
 // Input: the text up to its first zero byte.
 
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
 
+#include "require.h"
 #include "utils/dbutils/keyvalparse.h"
 #include "utils/locale/tailoring.h"
 #include "utils/locale/utlocale.h"
 
 namespace {
-
-void require(bool holds)
-{
-    if (!holds) {
-        abort();
-    }
-}
 
 const char * refuse_empty(const char * value)
 {

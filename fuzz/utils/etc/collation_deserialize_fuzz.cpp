@@ -6,10 +6,10 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
+#include "require.h"
 #include "utils/etc/utcollation.h"
 #include "utils/etc/utstream.h"
 #include "utils/locale/tailoring.h"
@@ -17,13 +17,6 @@
 namespace {
 
 constexpr std::size_t STORED_SIZE = sizeof(a_collation_defn_head) + sizeof(a_custom_collation_info);
-
-void require(bool holds)
-{
-    if (!holds) {
-        abort();
-    }
-}
 
 int sign(int value)
 {

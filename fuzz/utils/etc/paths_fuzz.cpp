@@ -6,12 +6,12 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "require.h"
 #include "utils/etc/fileutil.h"
 #include "utils/etc/utcollation.h"
 #include "utils/locale/tailoring.h"
@@ -25,13 +25,6 @@ constexpr const char * labels[] = {"1252LATIN1", "932JPN",    "950TWN", "949KOR"
                                    "936ZHO",     "EUC_JAPAN", "UTF8BIN"};
 
 // A broken promise ends the run with the input kept.
-void require(bool promise)
-{
-    if (!promise) {
-        std::abort();
-    }
-}
-
 void set_to(UTCollation & collation, const char * label)
 {
     const CollationInfo * const row = UTLocale::GetCollationInfoFromLabel(label);

@@ -2,6 +2,7 @@
 // number of allocations until memory runs out (0: never); then each operation takes two bytes, its kind and a
 // key.
 
+#include "require.h"
 #include "utils/etc/skplst.h"
 
 #include <cstdint>
@@ -18,18 +19,11 @@ void * limited_alloc(size_t size)
     return allocations_left != 0 && --allocations_left == 0 ? nullptr : std::malloc(size);
 }
 
-void check(bool condition)
-{
-    if (!condition) {
-        std::abort();
-    }
-}
-
 class Entry : public SkipListEntry {
 public:
     explicit Entry(uint8 key) : _key(key) {}
     SkipListKey * getKey() override { return key_of(_key); }
-    void freeKey(SkipListKey * key) override { check(key == key_of(_key)); }
+    void freeKey(SkipListKey * key) override { require(key == key_of(_key)); }
     CompareResult compare(SkipListKey * key) override
     {
         const uint8 wanted = *reinterpret_cast<const uint8 *>(key);
@@ -53,7 +47,7 @@ public:
     ~Pair()
     {
         _list.deleteEntries();
-        check(_list.isEmpty());
+        require(_list.isEmpty());
     }
 
     void step(uint8 kind, uint8 key)
@@ -69,10 +63,10 @@ public:
             _finger.moveToFront(); // it may have remembered the node
             break;
         case 4:
-            check(_list.get(Entry::key_of(key)) == newest(key));
+            require(_list.get(Entry::key_of(key)) == newest(key));
             break;
         case 5:
-            check(_finger.moveTo(Entry::key_of(key)) == front_of(_twin.lower_bound(key)));
+            require(_finger.moveTo(Entry::key_of(key)) == front_of(_twin.lower_bound(key)));
             break;
         case 6:
             step_over();
@@ -82,7 +76,7 @@ public:
             break;
         }
         forget_lost();
-        check((_list.isEmpty() != FALSE) == _twin.empty());
+        require((_list.isEmpty() != FALSE) == _twin.empty());
     }
 
     // All entries in order.
@@ -92,11 +86,11 @@ public:
         for (auto run = _twin.begin(); run != _twin.end();) {
             const auto end = _twin.upper_bound(run->first);
             for (auto it = end; it != run;) {
-                check(finger.moveForward() == (--it)->second);
+                require(finger.moveForward() == (--it)->second);
             }
             run = end;
         }
-        check(finger.moveForward() == nullptr);
+        require(finger.moveForward() == nullptr);
     }
 
 private:
@@ -121,8 +115,8 @@ private:
     void step_over()
     {
         SkipListEntry * target = _finger.getEntry();
-        check(_finger.moveForward() == target);
-        check(target == nullptr || _finger.getEntry() != target);
+        require(_finger.moveForward() == target);
+        require(target == nullptr || _finger.getEntry() != target);
     }
 
     // The target goes out, and back to the same place if the key is odd.
@@ -131,22 +125,22 @@ private:
         _finger.moveTo(Entry::key_of(key));
         Entry * expected = front_of(_twin.lower_bound(key));
         const unsigned int height = _finger.getNodeHeightOfTarget();
-        check(expected == nullptr ? height == 0 : height >= 1 && height <= SKIPLIST_LEVELS);
+        require(expected == nullptr ? height == 0 : height >= 1 && height <= SKIPLIST_LEVELS);
         SkipListEntry * taken = _finger.remove();
         if (taken != nullptr && key % 2 != 0) {
-            check(taken == expected);
+            require(taken == expected);
             _finger.insert(taken);
             return;
         }
         check_and_delete(taken, expected);
         if (taken != nullptr) {
-            check(_finger.getEntry() == front_of(_twin.lower_bound(key))); // it stands on the next one
+            require(_finger.getEntry() == front_of(_twin.lower_bound(key))); // it stands on the next one
         }
     }
 
     void check_and_delete(SkipListEntry * taken, Entry * expected)
     {
-        check(taken == expected);
+        require(taken == expected);
         for (auto it = _twin.begin(); taken != nullptr && it != _twin.end(); ++it) {
             if (it->second == taken) {
                 _twin.erase(it);
@@ -154,7 +148,7 @@ private:
                 return;
             }
         }
-        check(taken == nullptr);
+        require(taken == nullptr);
     }
 
     // A list without memory has lost its entries; they are the owner's to destroy.

@@ -7,23 +7,16 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
+#include "require.h"
 #include "utils/lang/utresfile.h"
 
 namespace {
 
 constexpr size_t PAGE = 4096;
 constexpr size_t MOST = size_t{64} * PAGE;
-
-void require(bool holds)
-{
-    if (!holds) {
-        abort();
-    }
-}
 
 // Room for a file that ends where nothing may be read. The object that takes a file over from here unmaps it
 // only if it begins with a page; so the room is mapped anew each time.

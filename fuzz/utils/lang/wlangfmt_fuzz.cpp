@@ -8,12 +8,12 @@
 #include <array>
 #include <cstdarg>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <cwchar>
 #include <memory>
 #include <string>
 
+#include "require.h"
 #include "utils/lang/utlangstring.h"
 
 namespace {
@@ -24,13 +24,6 @@ constexpr size_t max_output = 2048;
 template<typename Ch> using a_string_list = std::array<const Ch *, max_args>;
 
 // A broken promise ends the run with the input kept.
-void require(bool promise)
-{
-    if (!promise) {
-        std::abort();
-    }
-}
-
 size_t call(wchar_t * output, size_t size, const wchar_t * format, ...)
 {
     va_list args;

@@ -14,6 +14,7 @@
 #include <string>
 #include <unistd.h>
 
+#include "require.h"
 #include "utils/lang/wlangnam.h"
 
 namespace {
@@ -24,13 +25,6 @@ constexpr const char * variables[] = {"VXDIR16", "VX16", "HOME", "PATH", "LD_LIB
 constexpr size_t path_size = 4097;
 
 // A broken promise ends the run with the input kept.
-void require(bool promise)
-{
-    if (!promise) {
-        std::abort();
-    }
-}
-
 int countdown;
 std::string taken;
 

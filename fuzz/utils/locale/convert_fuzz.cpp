@@ -7,13 +7,13 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
 #include <span>
 #include <vector>
 
+#include "require.h"
 #include "utils/locale/csconvert.h"
 #include "utils/locale/uticu.h"
 #include "utils/locale/utlocale.h"
@@ -22,13 +22,6 @@ namespace {
 
 using Bytes = std::vector<a_byte>;
 using View = std::span<const a_byte>;
-
-void require(bool holds)
-{
-    if (!holds) {
-        abort();
-    }
-}
 
 // A block of the exact size, so that a sanitizer sees the first byte read or written behind it; at an odd
 // address where that is asked for.

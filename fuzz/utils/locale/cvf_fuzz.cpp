@@ -6,20 +6,13 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
+#include "require.h"
 #include "utils/locale/csconv_cvf.h"
 #include "utils/locale/utlocale.h"
 
 namespace {
-
-void require(bool holds)
-{
-    if (!holds) {
-        abort();
-    }
-}
 
 } // namespace
 

@@ -9,19 +9,13 @@
 #include <cstring>
 #include <memory>
 
+#include "require.h"
 #include "utils/etc/lschrfns.h"
 #include "utils/etc/utcollation.h"
 #include "utils/locale/utlocale.h"
 #include "utils/unix/localias.h"
 
 namespace {
-
-void require(bool holds)
-{
-    if (!holds) {
-        abort();
-    }
-}
 
 // A block of the exact size, so that a sanitizer sees the first byte read or written behind it.
 std::unique_ptr<char[]> exact_text(const std::uint8_t * data, std::size_t size)

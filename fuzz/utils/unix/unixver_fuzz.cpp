@@ -6,23 +6,16 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "require.h"
 #include "utils/etc/orvfilever.h"
 #include "utils/unix/unixver.h"
 
 namespace {
-
-void require(bool holds)
-{
-    if (!holds) {
-        abort();
-    }
-}
 
 bool is_inside(const tc & info, const void * pointer)
 {

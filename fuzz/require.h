@@ -1,0 +1,11 @@
+// What a fuzz target asserts, in every build.
+#pragma once
+
+#include <cstdlib>
+
+inline void require(bool holds)
+{
+    if (!holds) {
+        std::abort();
+    }
+}
